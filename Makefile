@@ -1,0 +1,46 @@
+# The project's entry points. `make demo` and `make test` each do the whole set-up on a fresh
+# Debian 12 machine: install packages, configure, build, run.
+BUILD_DIR ?= build
+ASAN_DIR ?= build-asan
+BENCH_DIR ?= build-bench
+JOBS ?= 2
+XVFB := $(shell command -v xvfb-run >/dev/null 2>&1 && echo 'xvfb-run -a -s "-screen 0 1280x1024x24"')
+CLI := $(BUILD_DIR)/apps/workpiece/workpiece
+
+.PHONY: deps configure build demo test sanitize-test bench install clean
+
+deps:
+	./scripts/install-deps.sh
+
+configure: deps
+	cmake -S . -B $(BUILD_DIR) -DCMAKE_BUILD_TYPE=Release -DWORKPIECE_BUILD_TESTS=ON -DWORKPIECE_BUILD_CLI=ON
+
+build: configure
+	cmake --build $(BUILD_DIR) -j$(JOBS)
+
+demo: build
+	$(CLI) --version
+	$(CLI) demo
+
+test: build
+	cd $(BUILD_DIR) && $(XVFB) ctest --output-on-failure -j$(JOBS)
+
+# The same suite with address and undefined-behaviour sanitizers; any report fails the run.
+sanitize-test: deps
+	cmake -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DWORKPIECE_SANITIZE=ON -DWORKPIECE_BUILD_CLI=ON
+	cmake --build $(ASAN_DIR) -j$(JOBS)
+	cd $(ASAN_DIR) && ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 \
+	  LSAN_OPTIONS=suppressions=$(CURDIR)/scripts/lsan.supp:print_suppressions=0 \
+	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	  $(XVFB) ctest --output-on-failure -j$(JOBS)
+
+bench: deps
+	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DWORKPIECE_BUILD_TESTS=OFF -DWORKPIECE_BUILD_BENCH=ON
+	cmake --build $(BENCH_DIR) -j$(JOBS)
+	for b in $(BENCH_DIR)/bench/bench_*; do $$b || exit 1; done
+
+install: build
+	cmake --install $(BUILD_DIR)
+
+clean:
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(BENCH_DIR)

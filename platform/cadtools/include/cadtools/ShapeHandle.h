@@ -1,0 +1,41 @@
+#pragma once
+
+#include <AIS_InteractiveObject.hxx>
+#include <Bnd_OBB.hxx>
+#include <TopoDS_Edge.hxx>
+#include <TopoDS_Face.hxx>
+#include <TopoDS_Shape.hxx>
+#include <gp_Dir.hxx>
+#include <gp_Pnt.hxx>
+
+#include <utility>
+#include <vector>
+
+// Shape measures and comparisons.
+class ShapeHandle
+{
+public:
+  // Returns the oriented bounding box of the shape, enlarged by tol (void for an empty shape).
+  static Bnd_OBB GetTopoShapeBndOBB(const TopoDS_Shape& shape, double tol);
+
+  // Returns the box as a solid (null for a void box).
+  static TopoDS_Shape BndOBBGetTopoShape(const Bnd_OBB& obb);
+
+  // Returns (true, outward unit normal) of a planar face, or of a curved face at its parametric centre.
+  static std::pair<bool, gp_Dir> GetNormal(const TopoDS_Face& face);
+
+  // Returns the face's centre of mass (area centroid).
+  static gp_Pnt GetFaceCenter(const TopoDS_Face& face);
+
+  // Returns whether the edges coincide: ends within distTol and tangents within angTol rad at three points.
+  static bool IsTwoEdgeEqual(const TopoDS_Edge& e1, const TopoDS_Edge& e2, double distTol, double angTol);
+
+  // Returns the curve length of the edge.
+  static double GetLength(const TopoDS_Edge& edge);
+
+  // Returns the volume of a solid shape, the area of a face or shell, the length of an edge or wire.
+  static double GetAreaOrVol(const TopoDS_Shape& shape);
+
+  // Returns the shapes of a display tree, each placed by its display transformation.
+  static std::vector<TopoDS_Shape> GetShapes(const Handle(AIS_InteractiveObject)& object, bool recursive);
+};

@@ -1,0 +1,7 @@
+#include <cadtools/CADParamConfig.h>
+
+CADParamConfig& CADParamConfig::GetInstance()
+{
+  static CADParamConfig instance;
+  return instance;
+}

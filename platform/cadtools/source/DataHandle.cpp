@@ -1,0 +1,293 @@
+#include <cadtools/DataHandle.h>
+
+#include <gp_Quaternion.hxx>
+#include <json/json.h>
+
+#include <archive.h>
+#include <archive_entry.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace
+{
+constexpr double RigidDeterminantTol = 1.0e-6;
+constexpr std::size_t SixSize = 6;
+constexpr std::size_t ArrSize = 12;
+
+// Returns whether `arr` is an array of at least `count` numbers.
+bool IsNumberArray(const Json::Value& arr, std::size_t count)
+{
+  if (!arr.isArray() || arr.size() < count)
+    return false;
+  for (Json::ArrayIndex i = 0; i < count; ++i)
+    if (!arr[i].isNumeric() || !std::isfinite(arr[i].asDouble()))
+      return false;
+  return true;
+}
+
+// Returns a file name beside `path` that no other save uses at the same time.
+fs::path TemporaryBeside(const fs::path& path)
+{
+  thread_local std::mt19937_64 engine{std::random_device{}()};
+  return path.parent_path() / (path.filename().string() + ".tmp" + std::to_string(engine()));
+}
+
+// Returns whether the entry's whole data was copied from `file` into the archive.
+bool WriteFileData(archive* a, const fs::path& file)
+{
+  std::ifstream in(file, std::ios::binary);
+  if (!in)
+    return false;
+  char buffer[64 * 1024];
+  while (in)
+  {
+    in.read(buffer, sizeof(buffer));
+    const std::streamsize n = in.gcount();
+    if (n > 0 && archive_write_data(a, buffer, static_cast<std::size_t>(n)) != n)
+      return false;
+  }
+  return in.eof();
+}
+
+// Returns whether the header (and data, for a regular file) of one entry was written.
+bool WriteEntry(archive* a, const fs::path& file, const std::string& name)
+{
+  std::error_code ec;
+  const fs::file_status status = fs::status(file, ec);
+  if (ec)
+    return false;
+  archive_entry* entry = archive_entry_new();
+  archive_entry_set_pathname(entry, name.c_str());
+  const bool isDir = fs::is_directory(status);
+  archive_entry_set_filetype(entry, isDir ? AE_IFDIR : AE_IFREG);
+  archive_entry_set_perm(entry, isDir ? 0755 : 0644);
+  const auto mtime = fs::last_write_time(file, ec);
+  if (!ec)
+  {
+    const auto sys = std::chrono::time_point_cast<std::chrono::seconds>(
+      mtime - fs::file_time_type::clock::now() + std::chrono::system_clock::now());
+    archive_entry_set_mtime(entry, sys.time_since_epoch().count(), 0);
+  }
+  if (!isDir)
+    archive_entry_set_size(entry, static_cast<la_int64_t>(fs::file_size(file, ec)));
+  bool ok = !ec && archive_write_header(a, entry) == ARCHIVE_OK;
+  if (ok && !isDir)
+    ok = WriteFileData(a, file);
+  archive_entry_free(entry);
+  return ok;
+}
+} // namespace
+
+Json::Value DataHandle::LoadJson(const std::string& path)
+{
+  std::ifstream in(path, std::ios::binary);
+  if (!in)
+    return Json::Value();
+  Json::CharReaderBuilder builder;
+  Json::Value root;
+  std::string errors;
+  if (!Json::parseFromStream(builder, in, &root, &errors))
+    return Json::Value();
+  return root;
+}
+
+bool DataHandle::SaveJson(const Json::Value& json, const std::string& path)
+{
+  const fs::path target(path);
+  const fs::path temp = TemporaryBeside(target);
+  {
+    std::ofstream out(temp, std::ios::binary | std::ios::trunc);
+    if (!out)
+      return false;
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "  ";
+    builder["emitUTF8"] = true;
+    std::unique_ptr<Json::StreamWriter> writer(builder.newStreamWriter());
+    writer->write(json, &out);
+    out << '\n';
+    out.flush();
+    if (!out)
+    {
+      out.close();
+      std::error_code ignored;
+      fs::remove(temp, ignored);
+      return false;
+    }
+  }
+  std::error_code ec;
+  fs::rename(temp, target, ec);
+  if (ec)
+  {
+    std::error_code ignored;
+    fs::remove(temp, ignored);
+    return false;
+  }
+  return true;
+}
+
+Json::Value DataHandle::TrsfToJsonSix(const gp_Trsf& trsf)
+{
+  // R = Rz(c)·Ry(b)·Rx(a). The pitch comes from the well-conditioned hypot; the yaw is solved
+  // from rows 1 and 2 given the roll, so that an error in the roll near ±90° pitch is absorbed
+  // by the yaw instead of spoiling the rebuilt matrix.
+  const gp_Mat m = trsf.VectorialPart();
+  const double a = std::atan2(m(3, 2), m(3, 3));
+  const double b = std::atan2(-m(3, 1), std::hypot(m(1, 1), m(2, 1)));
+  const double sa = std::sin(a);
+  const double ca = std::cos(a);
+  const double c = std::atan2(sa * m(1, 3) - ca * m(1, 2), ca * m(2, 2) - sa * m(2, 3));
+  const gp_XYZ t = trsf.TranslationPart();
+  const double toDeg = 180.0 / M_PI;
+  Json::Value six(Json::arrayValue);
+  for (double v : {t.X(), t.Y(), t.Z(), a * toDeg, b * toDeg, c * toDeg})
+    six.append(v);
+  return six;
+}
+
+gp_Trsf DataHandle::JsonSixToTrsf(const Json::Value& six)
+{
+  gp_Trsf trsf;
+  if (!IsNumberArray(six, SixSize))
+    return trsf;
+  const double toRad = M_PI / 180.0;
+  gp_Quaternion q;
+  q.SetEulerAngles(gp_Extrinsic_XYZ, six[3].asDouble() * toRad, six[4].asDouble() * toRad,
+                   six[5].asDouble() * toRad);
+  trsf.SetRotation(q);
+  trsf.SetTranslationPart(gp_Vec(six[0].asDouble(), six[1].asDouble(), six[2].asDouble()));
+  return trsf;
+}
+
+Json::Value DataHandle::TrsfToJsonArr(const gp_Trsf& trsf)
+{
+  Json::Value arr(Json::arrayValue);
+  for (int r = 1; r <= 3; ++r)
+    for (int c = 1; c <= 4; ++c)
+      arr.append(trsf.Value(r, c));
+  return arr;
+}
+
+gp_Trsf DataHandle::JsonArrToTrsf(const Json::Value& arr)
+{
+  gp_Trsf trsf;
+  if (!IsNumberArray(arr, ArrSize))
+    return trsf;
+  auto at = [&arr](int r, int c) { return arr[static_cast<Json::ArrayIndex>((r - 1) * 4 + c - 1)].asDouble(); };
+  const gp_Mat m(at(1, 1), at(1, 2), at(1, 3), at(2, 1), at(2, 2), at(2, 3), at(3, 1), at(3, 2), at(3, 3));
+  const gp_Vec t(at(1, 4), at(2, 4), at(3, 4));
+  if (std::abs(m.Determinant() - 1.0) < RigidDeterminantTol)
+  {
+    // A rigid motion goes through a quaternion, which keeps the scale exactly 1.
+    trsf.SetRotation(gp_Quaternion(m));
+    trsf.SetTranslationPart(t);
+    return trsf;
+  }
+  try
+  {
+    trsf.SetValues(at(1, 1), at(1, 2), at(1, 3), at(1, 4), at(2, 1), at(2, 2), at(2, 3), at(2, 4), at(3, 1),
+                   at(3, 2), at(3, 3), at(3, 4));
+  }
+  catch (const Standard_Failure&)
+  {
+    return gp_Trsf();
+  }
+  return trsf;
+}
+
+Json::Value DataHandle::PntToJsonArr(const gp_Pnt& point, int decimals)
+{
+  const double scale = std::pow(10.0, decimals);
+  Json::Value arr(Json::arrayValue);
+  for (double v : {point.X(), point.Y(), point.Z()})
+    arr.append(std::round(v * scale) / scale);
+  return arr;
+}
+
+bool DataHandle::CheckOrCreateDir(const std::string& path)
+{
+  if (path.empty())
+    return false;
+  const char last = path.back();
+  const fs::path folder = (last == '/' || last == '\\') ? fs::path(path) : fs::path(path).parent_path();
+  if (folder.empty())
+    return true;
+  std::error_code ec;
+  fs::create_directories(folder, ec);
+  return fs::is_directory(folder, ec);
+}
+
+std::string DataHandle::GetNowTime()
+{
+  const std::time_t now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  char text[32];
+  std::strftime(text, sizeof(text), "%Y-%m-%d %H:%M:%S", &local);
+  return text;
+}
+
+bool DataHandle::Compress7Z(const std::string& folder, const std::string& archivePath, bool overwrite)
+{
+  std::error_code ec;
+  fs::path root = fs::path(folder).lexically_normal();
+  if (!root.has_filename())
+    root = root.parent_path();
+  if (!fs::is_directory(root, ec))
+    return false;
+  const fs::path target(archivePath);
+  if (!overwrite && fs::exists(target, ec))
+    return false;
+  if (!target.parent_path().empty())
+    fs::create_directories(target.parent_path(), ec);
+
+  const fs::path temp = TemporaryBeside(target);
+  archive* a = archive_write_new();
+  bool ok = archive_write_set_format_7zip(a) == ARCHIVE_OK &&
+            archive_write_set_format_option(a, "7zip", "compression", "lzma2") == ARCHIVE_OK &&
+            archive_write_open_filename(a, temp.c_str()) == ARCHIVE_OK;
+
+  const fs::path base = root.parent_path();
+  ok = ok && WriteEntry(a, root, root.filename().string() + "/");
+  if (ok)
+  {
+    // Sorted so that the same folder always packs to the same entry order.
+    std::vector<fs::path> files;
+    for (fs::recursive_directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec))
+      files.push_back(it->path());
+    std::sort(files.begin(), files.end());
+    ok = !ec;
+    for (const fs::path& file : files)
+    {
+      if (!ok)
+        break;
+      std::string name = file.lexically_relative(base).generic_string();
+      if (fs::is_directory(file, ec))
+        name += "/";
+      ok = WriteEntry(a, file, name);
+    }
+  }
+  ok = archive_write_close(a) == ARCHIVE_OK && ok;
+  archive_write_free(a);
+  if (ok)
+    fs::rename(temp, target, ec);
+  if (!ok || ec)
+  {
+    fs::remove(temp, ec);
+    return false;
+  }
+  return true;
+}
+
+std::string DataHandle::StringToUTF8string(const std::string& text)
+{
+  return text;
+}

@@ -1,0 +1,103 @@
+#include <cadtools/Uuid.h>
+
+#include <cctype>
+#include <random>
+
+namespace
+{
+constexpr std::size_t TextLength = 36;
+
+// Returns whether position i of the 8-4-4-4-12 form holds a dash.
+bool IsDashPosition(std::size_t i)
+{
+  return i == 8 || i == 13 || i == 18 || i == 23;
+}
+
+// Returns the value of a hex digit, or -1.
+int HexValue(char c)
+{
+  if (c >= '0' && c <= '9')
+    return c - '0';
+  const int lower = std::tolower(static_cast<unsigned char>(c));
+  if (lower >= 'a' && lower <= 'f')
+    return lower - 'a' + 10;
+  return -1;
+}
+} // namespace
+
+Uuid Uuid::CreateUuid()
+{
+  thread_local std::mt19937_64 engine{std::random_device{}()};
+  Uuid id;
+  for (std::size_t i = 0; i < 16; i += 8)
+  {
+    const std::uint64_t bits = engine();
+    for (std::size_t b = 0; b < 8; ++b)
+      id.myBytes[i + b] = static_cast<std::uint8_t>(bits >> (8 * b));
+  }
+  id.myBytes[6] = static_cast<std::uint8_t>((id.myBytes[6] & 0x0F) | 0x40); // version 4
+  id.myBytes[8] = static_cast<std::uint8_t>((id.myBytes[8] & 0x3F) | 0x80); // RFC 4122 variant
+  return id;
+}
+
+Uuid Uuid::FromString(const std::string& text)
+{
+  std::string body = text;
+  if (body.size() == TextLength + 2 && body.front() == '{' && body.back() == '}')
+    body = body.substr(1, TextLength);
+  if (body.size() != TextLength)
+    return Uuid();
+
+  Uuid id;
+  std::size_t byte = 0;
+  for (std::size_t i = 0; i < TextLength; ++i)
+  {
+    if (IsDashPosition(i))
+    {
+      if (body[i] != '-')
+        return Uuid();
+      continue;
+    }
+    const int high = HexValue(body[i]);
+    const int low = HexValue(body[i + 1]);
+    if (high < 0 || low < 0 || IsDashPosition(i + 1))
+      return Uuid();
+    id.myBytes[byte++] = static_cast<std::uint8_t>(high * 16 + low);
+    ++i;
+  }
+  return id;
+}
+
+std::string Uuid::ToString() const
+{
+  static const char* digits = "0123456789abcdef";
+  std::string text;
+  text.reserve(TextLength);
+  for (std::size_t b = 0; b < 16; ++b)
+  {
+    if (b == 4 || b == 6 || b == 8 || b == 10)
+      text.push_back('-');
+    text.push_back(digits[myBytes[b] >> 4]);
+    text.push_back(digits[myBytes[b] & 0x0F]);
+  }
+  return text;
+}
+
+bool Uuid::IsNil() const
+{
+  for (std::uint8_t b : myBytes)
+    if (b != 0)
+      return false;
+  return true;
+}
+
+std::size_t std::hash<Uuid>::operator()(const Uuid& id) const noexcept
+{
+  std::uint64_t h = 14695981039346656037ULL;
+  for (std::uint8_t b : id.Bytes())
+  {
+    h ^= b;
+    h *= 1099511628211ULL;
+  }
+  return static_cast<std::size_t>(h);
+}

@@ -1,0 +1,77 @@
+#include "Solids.h"
+
+#include <BRepAlgoAPI_Fuse.hxx>
+#include <BRepBuilderAPI_MakePolygon.hxx>
+#include <BRepBuilderAPI_MakeFace.hxx>
+#include <BRepBuilderAPI_Transform.hxx>
+#include <BRepFilletAPI_MakeFillet.hxx>
+#include <BRepPrimAPI_MakeBox.hxx>
+#include <BRepPrimAPI_MakeCylinder.hxx>
+#include <BRepPrimAPI_MakePrism.hxx>
+#include <Standard_Failure.hxx>
+#include <TopExp_Explorer.hxx>
+#include <TopoDS.hxx>
+#include <BRepAdaptor_Curve.hxx>
+
+#include <cmath>
+
+TopoDS_Shape Solids::Box(double dx, double dy, double dz)
+{
+  return BRepPrimAPI_MakeBox(dx, dy, dz).Shape();
+}
+
+TopoDS_Shape Solids::Moved(const TopoDS_Shape& shape, const gp_Trsf& trsf)
+{
+  return BRepBuilderAPI_Transform(shape, trsf, true).Shape();
+}
+
+TopoDS_Shape Solids::LSolid(double leg, double thick, double depth)
+{
+  BRepBuilderAPI_MakePolygon profile;
+  profile.Add(gp_Pnt(0, 0, 0));
+  profile.Add(gp_Pnt(leg, 0, 0));
+  profile.Add(gp_Pnt(leg, thick, 0));
+  profile.Add(gp_Pnt(thick, thick, 0));
+  profile.Add(gp_Pnt(thick, leg, 0));
+  profile.Add(gp_Pnt(0, leg, 0));
+  profile.Close();
+  const TopoDS_Face face = BRepBuilderAPI_MakeFace(profile.Wire(), true).Face();
+  return BRepPrimAPI_MakePrism(face, gp_Vec(0, 0, depth)).Shape();
+}
+
+TopoDS_Shape Solids::TSolid(double width, double length, double thick, double height)
+{
+  const TopoDS_Shape base = Box(width, length, thick);
+  gp_Trsf up;
+  up.SetTranslation(gp_Vec(0.5 * (width - thick), 0, thick));
+  const TopoDS_Shape web = Moved(Box(thick, length, height), up);
+  BRepAlgoAPI_Fuse fuse(base, web);
+  fuse.Build();
+  if (!fuse.IsDone())
+    throw Standard_Failure("Solids::TSolid: fuse failed");
+  fuse.SimplifyResult();
+  return fuse.Shape();
+}
+
+TopoDS_Shape Solids::FilletedPlate(double dx, double dy, double dz, double radius)
+{
+  const TopoDS_Shape plate = Box(dx, dy, dz);
+  BRepFilletAPI_MakeFillet fillet(plate);
+  for (TopExp_Explorer it(plate, TopAbs_EDGE); it.More(); it.Next())
+  {
+    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
+    BRepAdaptor_Curve curve(edge);
+    const gp_Vec d = curve.DN(curve.FirstParameter(), 1);
+    if (std::abs(d.Normalized().Z()) > 0.5)
+      fillet.Add(radius, edge);
+  }
+  fillet.Build();
+  if (!fillet.IsDone())
+    throw Standard_Failure("Solids::FilletedPlate: fillet failed");
+  return fillet.Shape();
+}
+
+TopoDS_Shape Solids::Cylinder(double radius, double height)
+{
+  return BRepPrimAPI_MakeCylinder(radius, height).Shape();
+}
