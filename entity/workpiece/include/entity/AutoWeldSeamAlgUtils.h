@@ -1,0 +1,89 @@
+#pragma once
+
+#include <entity/EdgeFaceSeg.h>
+#include <entity/EdgeType.h>
+
+#include <Geom2d_Curve.hxx>
+#include <Geom_Surface.hxx>
+#include <NCollection_Sequence.hxx>
+#include <TopoDS_Edge.hxx>
+#include <TopoDS_Face.hxx>
+#include <TopoDS_Shape.hxx>
+#include <TopoDS_Vertex.hxx>
+#include <gp_Pnt.hxx>
+#include <gp_Vec.hxx>
+
+#include <cstdint>
+#include <utility>
+
+// Classification of an edge between two faces as a weld seam, and the geometric predicates around it.
+// Failures are results (false, Unknown, FailDistance); kernel exceptions reach the caller.
+class AutoWeldSeamAlgUtils
+{
+public:
+  // Normals closer than this (radians) to parallel or opposite count as such.
+  static constexpr double ParallelTol = 0.01;
+  // Normals further apart than this (175 degrees) mean the faces fold back onto each other.
+  static constexpr double FoldBackAngle = 3.0543261909900767;
+  // Axes within this angle (0.5 degrees) carry coincident analytic surfaces.
+  static constexpr double SurfaceAngleTol = 0.008726646259971648;
+  // Distance within which analytic surfaces coincide.
+  static constexpr double SurfaceDistTol = 0.001;
+  // Slack of the planar classifier's distance comparison.
+  static constexpr double PlanarDistSlack = 0.01;
+  // Below this length a surface normal is no normal.
+  static constexpr double NormalFloor = 0.001;
+  // Distance reported when it cannot be computed.
+  static constexpr double FailDistance = 2147483647.0;
+  // Gap tolerance when chaining curves into one.
+  static constexpr double MergeTol = 0.01;
+
+  AutoWeldSeamAlgUtils() = delete;
+  AutoWeldSeamAlgUtils& operator=(const AutoWeldSeamAlgUtils&) { return *this; }
+  AutoWeldSeamAlgUtils& operator=(AutoWeldSeamAlgUtils&&) { return *this; }
+
+  // Returns the probe classification of the segment's edge and faces.
+  static EdgeType CalcEdgeType(const EdgeFaceSeg& seg, double tol, double t);
+  // Returns the kind of edge by probe points tol + 1 away from the edge point at fraction t.
+  static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, double tol,
+                               double t);
+  // Returns the kind of a straight seam between two planar faces by comparing probe distances `step` away.
+  static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, int step);
+
+  // Returns the orientation classification of the segment's edge and faces.
+  static EdgeType IsConcave(const EdgeFaceSeg& seg, double tol);
+  // Returns the kind of edge by the sense of the normals' cross product along the edge tangent.
+  static EdgeType IsConcave(TopoDS_Edge edge, const TopoDS_Face& face1, const TopoDS_Face& face2, double tol);
+
+  // Returns (true, outward unit normal) of the face beside the edge point at fraction t, or (false, zero).
+  static std::pair<bool, gp_Vec> GetFaceNormalByEdge(const TopoDS_Edge& edge, const TopoDS_Face& face, double t);
+  // Returns the (not normalised) normal of the surface under the 2D curve's point at t.
+  static gp_Vec GetFaceNormalAtCurveParam(const Handle(Geom2d_Curve)& curve, const Handle(Geom_Surface)& surface,
+                                          double t, bool reversed);
+
+  // Returns the distance from the point to the face, or FailDistance.
+  static double DistOfPntToFace(const gp_Pnt& point, const TopoDS_Face& face);
+  // Returns whether the vertex lies strictly closer than tol to the face.
+  static bool IsVertexOnFace(const TopoDS_Vertex& vertex, const TopoDS_Face& face, double tol);
+  // Returns whether the point lies strictly closer than tol to the face.
+  static bool IsVertexOnFace(gp_Pnt point, const TopoDS_Face& face, double tol);
+  // Returns whether the edge's start, middle and end lie strictly inside the face.
+  static bool IsEdgeInFace(const TopoDS_Edge& edge, const TopoDS_Face& face, double tol);
+  // Returns whether the edge has no curve or its middle lies closer than tol to its start.
+  static bool IsEdgeTrivial(TopoDS_Edge edge, double tol);
+  // Returns whether two straight edges share an end and run along one line from it.
+  static bool IsPartEdge(const TopoDS_Edge& edge1, const TopoDS_Edge& edge2, double distTol, double angTol);
+  // Returns whether the edges coincide (ShapeHandle::IsTwoEdgeEqual).
+  static bool IsTwoEdgeEqual(const TopoDS_Edge& edge1, const TopoDS_Edge& edge2, double distTol, double angTol);
+  // Returns whether a point of the list lies within tol (inclusive) of `point`.
+  static bool IsPntInList(const gp_Pnt& point, const NCollection_Sequence<gp_Pnt>& points, double tol);
+  // Returns whether the faces lie on one plane or one cylinder.
+  static bool IsSameElementarySurface(const TopoDS_Face& face1, const TopoDS_Face& face2);
+  // Returns whether `shape` contains `sub` (with its orientation when asked).
+  static bool IsAncestor(const TopoDS_Shape& sub, const TopoDS_Shape& shape, bool withOrientation);
+  // Returns (true, one edge on a B-spline) joining the edges' curves, or (false, null) when they do not chain.
+  static std::pair<bool, TopoDS_Edge> GetMergedEdge(const NCollection_Sequence<TopoDS_Edge>& edges);
+
+  // Returns the index of the solid that owns the sub-shape index.
+  static std::uint32_t SolidIndexOfSubIndex(std::uint32_t subIndex);
+};

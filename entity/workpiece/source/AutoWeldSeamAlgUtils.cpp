@@ -1,0 +1,381 @@
+#include <entity/AutoWeldSeamAlgUtils.h>
+
+#include <cadtools/GeomHandle.h>
+#include <cadtools/ShapeHandle.h>
+#include <cadtools/gpHandle.h>
+
+#include <BRepAdaptor_Curve.hxx>
+#include <BRepBuilderAPI_MakeEdge.hxx>
+#include <BRepBuilderAPI_MakeVertex.hxx>
+#include <BRepExtrema_DistShapeShape.hxx>
+#include <BRepTools.hxx>
+#include <BRepTopAdaptor_FClass2d.hxx>
+#include <BRep_Tool.hxx>
+#include <GeomAPI_ProjectPointOnSurf.hxx>
+#include <GeomConvert_CompCurveToBSplineCurve.hxx>
+#include <GeomProjLib.hxx>
+#include <Geom_BSplineCurve.hxx>
+#include <Geom_ConicalSurface.hxx>
+#include <Geom_CylindricalSurface.hxx>
+#include <Geom_Line.hxx>
+#include <Geom_Plane.hxx>
+#include <Geom_TrimmedCurve.hxx>
+#include <PrsDim.hxx>
+#include <TopExp_Explorer.hxx>
+#include <TopoDS.hxx>
+#include <gp_Ax2.hxx>
+
+#include <algorithm>
+#include <cmath>
+#include <list>
+
+namespace
+{
+// Basis surfaces are asked for with this flatness tolerance.
+constexpr double BasisSurfaceTol = 1.0;
+
+// Returns whether two directions are parallel or opposite within AutoWeldSeamAlgUtils::ParallelTol.
+bool IsParallelOrOpposite(double angle)
+{
+  return angle <= AutoWeldSeamAlgUtils::ParallelTol || M_PI - angle <= AutoWeldSeamAlgUtils::ParallelTol;
+}
+
+// Returns the probe directions (w1, w2): in each face's tangent plane, away from the edge, toward the
+// side on which the other face stands. The normals must be unit, neither parallel nor opposite.
+std::pair<gp_Vec, gp_Vec> ProbeDirections(const gp_Vec& n1, const gp_Vec& n2)
+{
+  const gp_Vec b = (n1 + n2).Normalized();
+  const double a1 = b.Angle(n1);
+  const double a2 = b.Angle(n2);
+  const gp_Vec w1 = (b * (n1.Magnitude() / std::cos(a1)) - n1).Normalized();
+  const gp_Vec w2 = (b * (n2.Magnitude() / std::cos(a2)) - n2).Normalized();
+  return {w1, w2};
+}
+
+// Returns the edge's basis curve point at fraction t of its range, or false without a curve.
+std::pair<bool, gp_Pnt> PointOnBasisCurve(const TopoDS_Edge& edge, double t)
+{
+  const auto [curve, first, last] = GeomHandle::ConvertToBasisCurve(edge);
+  if (curve.IsNull())
+    return {false, gp_Pnt()};
+  return {true, curve->Value(first + (last - first) * t)};
+}
+
+// Returns whether some vertex of the face lies strictly more than tol above the plane through p with normal n.
+bool HasVertexAbove(const gp_Pnt& p, const gp_Dir& n, const TopoDS_Face& face, double tol)
+{
+  const gp_Trsf toLocal = gpHandle::Ax2ToTrsf(gp_Ax2(p, n)).Inverted();
+  for (TopExp_Explorer it(face, TopAbs_VERTEX); it.More(); it.Next())
+    if (BRep_Tool::Pnt(TopoDS::Vertex(it.Current())).Transformed(toLocal).Z() > tol)
+      return true;
+  return false;
+}
+
+// Returns the minimal vertex-to-face distance, or FailDistance when it cannot be computed.
+double VertexFaceDistance(const TopoDS_Vertex& vertex, const TopoDS_Face& face)
+{
+  BRepExtrema_DistShapeShape dist(vertex, face, Extrema_ExtFlag_MINMAX, Extrema_ExtAlgo_Grad);
+  if (!dist.IsDone())
+    return AutoWeldSeamAlgUtils::FailDistance;
+  return dist.Value();
+}
+} // namespace
+
+EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const EdgeFaceSeg& seg, double tol, double t)
+{
+  return CalcEdgeType(seg.Edge(), seg.Face1(), seg.Face2(), tol, t);
+}
+
+EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1,
+                                            const TopoDS_Face& face2, double tol, double t)
+{
+  const auto [hasCurve, p] = PointOnBasisCurve(edge, t);
+  if (!hasCurve)
+    return EdgeType::Unknown;
+  const auto [ok1, n1] = GetFaceNormalByEdge(edge, face1, t);
+  const auto [ok2, n2] = GetFaceNormalByEdge(edge, face2, t);
+  if (!ok1 || !ok2)
+    return EdgeType::Unknown;
+  const double angle = n1.Angle(n2);
+  if (angle > FoldBackAngle)
+    return EdgeType::Unknown;
+  if (IsParallelOrOpposite(angle))
+    return EdgeType::Convex;
+  const auto [w1, w2] = ProbeDirections(n1, n2);
+  const double d = tol + 1.0;
+  const bool on1 = IsVertexOnFace(p.Translated(w1 * d), face1, tol);
+  const bool on2 = IsVertexOnFace(p.Translated(w2 * d), face2, tol);
+  if (on1 && on2)
+    return EdgeType::Concave;
+  if (!on1 && !on2)
+    return EdgeType::Convex;
+  return EdgeType::Unknown;
+}
+
+EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1,
+                                            const TopoDS_Face& face2, int step)
+{
+  const auto [hasCurve, p] = PointOnBasisCurve(edge, 0.5);
+  if (!hasCurve)
+    return EdgeType::Unknown;
+  const Handle(Geom_Plane) plane1 = Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face1, BasisSurfaceTol));
+  const Handle(Geom_Plane) plane2 = Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face2, BasisSurfaceTol));
+  if (plane1.IsNull() || plane2.IsNull())
+    return EdgeType::Unknown;
+  const gp_Vec n1 = GeomHandle::GetFaceNormalAtUVParam(plane1, 0.0, 0.0, face1.Orientation() == TopAbs_REVERSED);
+  const gp_Vec n2 = GeomHandle::GetFaceNormalAtUVParam(plane2, 0.0, 0.0, face2.Orientation() == TopAbs_REVERSED);
+  const double angle = n1.Angle(n2);
+  if (angle > FoldBackAngle)
+    return EdgeType::Unknown;
+  if (IsParallelOrOpposite(angle))
+    return EdgeType::Convex;
+  const auto [w1, w2] = ProbeDirections(n1, n2);
+  const double d = static_cast<double>(step);
+  const bool in1 = DistOfPntToFace(p.Translated(w1 * d), face1) < DistOfPntToFace(p, face1) + PlanarDistSlack;
+  const bool in2 = DistOfPntToFace(p.Translated(w2 * d), face2) < DistOfPntToFace(p, face2) + PlanarDistSlack;
+  if (in1 && in2)
+    return EdgeType::Concave;
+  if (!in1 && !in2)
+    return EdgeType::Convex;
+  return EdgeType::Unknown;
+}
+
+EdgeType AutoWeldSeamAlgUtils::IsConcave(const EdgeFaceSeg& seg, double tol)
+{
+  return IsConcave(seg.Edge(), seg.Face1(), seg.Face2(), tol);
+}
+
+EdgeType AutoWeldSeamAlgUtils::IsConcave(TopoDS_Edge edge, const TopoDS_Face& face1, const TopoDS_Face& face2,
+                                         double tol)
+{
+  bool asInFace1 = false;
+  for (TopExp_Explorer it(face1, edge.ShapeType()); it.More() && !asInFace1; it.Next())
+    asInFace1 = it.Current().IsEqual(edge);
+  if (!asInFace1)
+    edge.Reverse();
+
+  const BRepAdaptor_Curve curve(edge);
+  gp_Pnt p;
+  gp_Vec tangent;
+  curve.D1(curve.FirstParameter(), p, tangent);
+  if (edge.Orientation() == TopAbs_REVERSED)
+    tangent.Reverse();
+
+  gp_Vec n1, n2;
+  bool ok1 = false, ok2 = false;
+  std::tie(ok1, n1) = GetFaceNormalByEdge(edge, face1, 0.0);
+  std::tie(ok2, n2) = GetFaceNormalByEdge(edge, face2, 0.0);
+  if (!ok1 || !ok2)
+    return EdgeType::Unknown;
+  if (IsParallelOrOpposite(n1.Angle(n2)))
+    return EdgeType::Convex;
+
+  const gp_Dir cross(n1.Crossed(n2));
+  const EdgeType provisional = cross.Angle(gp_Dir(tangent)) <= ParallelTol ? EdgeType::Convex : EdgeType::Concave;
+
+  const bool planar1 = !Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face1, BasisSurfaceTol)).IsNull();
+  const bool planar2 = !Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face2, BasisSurfaceTol)).IsNull();
+  if (!planar1 || !planar2)
+    return provisional;
+
+  // At a real inner corner each face rises above the other's plane; seen from an outer corner the
+  // faces fall away behind each other's plane, hence the flipped normals.
+  if (provisional == EdgeType::Convex)
+  {
+    n1.Reverse();
+    n2.Reverse();
+  }
+  const bool face2Rises = HasVertexAbove(p, gp_Dir(n1), face2, tol);
+  const bool face1Rises = HasVertexAbove(p, gp_Dir(n2), face1, tol);
+  return face2Rises && face1Rises ? provisional : EdgeType::Convex;
+}
+
+std::pair<bool, gp_Vec> AutoWeldSeamAlgUtils::GetFaceNormalByEdge(const TopoDS_Edge& edge, const TopoDS_Face& face,
+                                                                  double t)
+{
+  const std::pair<bool, gp_Vec> failure{false, gp_Vec(0.0, 0.0, 0.0)};
+  t = std::clamp(t, 0.0, 1.0);
+  const Handle(Geom_Surface) surface = GeomHandle::ConvertToBasisSurface(face, BasisSurfaceTol);
+  if (surface.IsNull())
+    return failure;
+  const bool reversed = face.Orientation() == TopAbs_REVERSED;
+  if (const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(surface); !plane.IsNull())
+  {
+    const gp_Dir n = plane->Axis().Direction();
+    return {true, reversed ? gp_Vec(n.Reversed()) : gp_Vec(n)};
+  }
+  double first = 0.0, last = 0.0;
+  const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, first, last);
+  if (curve.IsNull())
+    return failure;
+  GeomAPI_ProjectPointOnSurf projection(curve->Value(first + (last - first) * t), surface, Extrema_ExtAlgo_Grad);
+  if (!projection.IsDone() || projection.NbPoints() == 0)
+    return failure;
+  double u = 0.0, v = 0.0;
+  projection.LowerDistanceParameters(u, v);
+  if (surface->IsKind(STANDARD_TYPE(Geom_ConicalSurface)))
+  {
+    double umin = 0.0, umax = 0.0, vmin = 0.0, vmax = 0.0;
+    BRepTools::UVBounds(face, umin, umax, vmin, vmax);
+    v = 0.5 * (vmin + vmax);
+  }
+  const gp_Vec normal = GeomHandle::GetFaceNormalAtUVParam(surface, u, v, reversed);
+  if (normal.Magnitude() < NormalFloor)
+    return failure;
+  return {true, normal.Normalized()};
+}
+
+gp_Vec AutoWeldSeamAlgUtils::GetFaceNormalAtCurveParam(const Handle(Geom2d_Curve)& curve,
+                                                       const Handle(Geom_Surface)& surface, double t, bool reversed)
+{
+  const gp_Pnt2d uv = curve->Value(t);
+  return GeomHandle::GetFaceNormalAtUVParam(surface, uv.X(), uv.Y(), reversed);
+}
+
+double AutoWeldSeamAlgUtils::DistOfPntToFace(const gp_Pnt& point, const TopoDS_Face& face)
+{
+  return VertexFaceDistance(BRepBuilderAPI_MakeVertex(point).Vertex(), face);
+}
+
+bool AutoWeldSeamAlgUtils::IsVertexOnFace(const TopoDS_Vertex& vertex, const TopoDS_Face& face, double tol)
+{
+  return VertexFaceDistance(vertex, face) < tol;
+}
+
+bool AutoWeldSeamAlgUtils::IsVertexOnFace(gp_Pnt point, const TopoDS_Face& face, double tol)
+{
+  const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face, BasisSurfaceTol));
+  if (!plane.IsNull() && PrsDim::ProjectPointOnPlane(point, plane->Pln()).Distance(point) > 2.0 * tol)
+    return false;
+  return IsVertexOnFace(BRepBuilderAPI_MakeVertex(point).Vertex(), face, tol);
+}
+
+bool AutoWeldSeamAlgUtils::IsEdgeInFace(const TopoDS_Edge& edge, const TopoDS_Face& face, double tol)
+{
+  double first = 0.0, last = 0.0;
+  const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, first, last);
+  const Handle(Geom_Surface) surface = BRep_Tool::Surface(face);
+  if (curve.IsNull() || surface.IsNull())
+    return false;
+  const Handle(Geom2d_Curve) projected = GeomProjLib::Curve2d(curve, first, last, surface);
+  if (projected.IsNull())
+    return false;
+  BRepTopAdaptor_FClass2d classifier(face, tol);
+  const double f = projected->FirstParameter();
+  const double l = projected->LastParameter();
+  for (const double param : {f, 0.5 * (f + l), l})
+    if (classifier.Perform(projected->Value(param), Standard_True) != TopAbs_IN)
+      return false;
+  return true;
+}
+
+bool AutoWeldSeamAlgUtils::IsEdgeTrivial(TopoDS_Edge edge, double tol)
+{
+  double first = 0.0, last = 0.0;
+  const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, first, last);
+  if (curve.IsNull())
+    return true;
+  return curve->Value(first).Distance(curve->Value(0.5 * (first + last))) < tol;
+}
+
+bool AutoWeldSeamAlgUtils::IsPartEdge(const TopoDS_Edge& edge1, const TopoDS_Edge& edge2, double distTol,
+                                      double angTol)
+{
+  const auto [curve1, first1, last1] = GeomHandle::ConvertToBasisCurve(edge1);
+  const auto [curve2, first2, last2] = GeomHandle::ConvertToBasisCurve(edge2);
+  const Handle(Geom_Line) line1 = Handle(Geom_Line)::DownCast(curve1);
+  const Handle(Geom_Line) line2 = Handle(Geom_Line)::DownCast(curve2);
+  if (line1.IsNull() || line2.IsNull())
+    return false;
+  const gp_Pnt a1 = line1->Value(first1), b1 = line1->Value(last1);
+  const gp_Pnt a2 = line2->Value(first2), b2 = line2->Value(last2);
+  const gp_Dir d1(gp_Vec(a1, b1));
+  const gp_Dir d2(gp_Vec(a2, b2));
+  if (a1.Distance(a2) <= distTol || b1.Distance(b2) <= distTol)
+    return d1.Angle(d2) <= angTol;
+  if (a1.Distance(b2) <= distTol || b1.Distance(a2) <= distTol)
+    return d1.Angle(d2.Reversed()) <= angTol;
+  return false;
+}
+
+bool AutoWeldSeamAlgUtils::IsTwoEdgeEqual(const TopoDS_Edge& edge1, const TopoDS_Edge& edge2, double distTol,
+                                          double angTol)
+{
+  return ShapeHandle::IsTwoEdgeEqual(edge1, edge2, distTol, angTol);
+}
+
+bool AutoWeldSeamAlgUtils::IsPntInList(const gp_Pnt& point, const NCollection_Sequence<gp_Pnt>& points, double tol)
+{
+  return std::any_of(points.cbegin(), points.cend(), [&](const gp_Pnt& p) { return p.Distance(point) <= tol; });
+}
+
+bool AutoWeldSeamAlgUtils::IsSameElementarySurface(const TopoDS_Face& face1, const TopoDS_Face& face2)
+{
+  if (face1.IsSame(face2))
+    return true;
+  const Handle(Geom_Surface) s1 = BRep_Tool::Surface(face1);
+  const Handle(Geom_Surface) s2 = BRep_Tool::Surface(face2);
+  if (s1.IsNull() || s2.IsNull() || s1->DynamicType() != s2->DynamicType())
+    return false;
+  if (const Handle(Geom_Plane) p1 = Handle(Geom_Plane)::DownCast(s1); !p1.IsNull())
+  {
+    const gp_Ax1 a1 = p1->Axis();
+    const gp_Ax1 a2 = Handle(Geom_Plane)::DownCast(s2)->Axis();
+    return a1.Direction().IsParallel(a2.Direction(), SurfaceAngleTol) &&
+           std::abs(gp_Vec(a1.Location(), a2.Location()).Dot(gp_Vec(a1.Direction()))) <= SurfaceDistTol;
+  }
+  if (const Handle(Geom_CylindricalSurface) c1 = Handle(Geom_CylindricalSurface)::DownCast(s1); !c1.IsNull())
+  {
+    const Handle(Geom_CylindricalSurface) c2 = Handle(Geom_CylindricalSurface)::DownCast(s2);
+    const gp_Ax1 a1 = c1->Axis();
+    const gp_Ax1 a2 = c2->Axis();
+    return a1.Direction().IsParallel(a2.Direction(), SurfaceAngleTol) &&
+           gp_Vec(a1.Direction()).Crossed(gp_Vec(a2.Location(), a1.Location())).Magnitude() <= SurfaceDistTol &&
+           std::abs(c1->Radius() - c2->Radius()) <= SurfaceDistTol;
+  }
+  return false;
+}
+
+bool AutoWeldSeamAlgUtils::IsAncestor(const TopoDS_Shape& sub, const TopoDS_Shape& shape, bool withOrientation)
+{
+  for (TopExp_Explorer it(shape, sub.ShapeType()); it.More(); it.Next())
+    if (withOrientation ? it.Current().IsEqual(sub) : it.Current().IsSame(sub))
+      return true;
+  return false;
+}
+
+std::pair<bool, TopoDS_Edge> AutoWeldSeamAlgUtils::GetMergedEdge(const NCollection_Sequence<TopoDS_Edge>& edges)
+{
+  const std::pair<bool, TopoDS_Edge> failure{false, TopoDS_Edge()};
+  if (edges.IsEmpty())
+    return failure;
+  std::list<Handle(Geom_BoundedCurve)> curves;
+  for (const TopoDS_Edge& edge : edges)
+  {
+    double first = 0.0, last = 0.0;
+    const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, first, last);
+    if (curve.IsNull())
+      return failure;
+    curves.push_back(new Geom_TrimmedCurve(curve, first, last, Standard_True, Standard_True));
+  }
+  GeomConvert_CompCurveToBSplineCurve composite(curves.front());
+  curves.pop_front();
+  while (!curves.empty())
+  {
+    const auto accepted =
+      std::find_if(curves.begin(), curves.end(), [&](const Handle(Geom_BoundedCurve)& c) { return composite.Add(c, MergeTol); });
+    if (accepted == curves.end())
+      return failure;
+    curves.erase(accepted);
+  }
+  const Handle(Geom_BSplineCurve) merged = composite.BSplineCurve();
+  BRepBuilderAPI_MakeEdge maker(merged, merged->FirstParameter(), merged->LastParameter());
+  if (!maker.IsDone())
+    return failure;
+  return {true, maker.Edge()};
+}
+
+std::uint32_t AutoWeldSeamAlgUtils::SolidIndexOfSubIndex(std::uint32_t subIndex)
+{
+  return (subIndex & 0xFFFE0000u) + 1u;
+}

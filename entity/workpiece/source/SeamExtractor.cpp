@@ -1,0 +1,231 @@
+#include <entity/AutoWeldSeamAlgUtils.h>
+#include <entity/SeamExtractor.h>
+
+#include <cadtools/ThreadPool.h>
+
+#include <BRep_Builder.hxx>
+#include <BRep_Tool.hxx>
+#include <Message_ProgressScope.hxx>
+#include <Standard_Failure.hxx>
+#include <TopExp.hxx>
+#include <TopExp_Explorer.hxx>
+#include <TopTools_IndexedDataMapOfShapeListOfShape.hxx>
+#include <TopTools_IndexedMapOfShape.hxx>
+#include <TopoDS.hxx>
+#include <TopoDS_Compound.hxx>
+
+#include <algorithm>
+#include <future>
+#include <stdexcept>
+
+namespace
+{
+// Batches per pool thread: enough to even out uneven edges, few enough to keep hand-over cheap.
+constexpr std::size_t BatchesPerThread = 8;
+
+// Returns the seams of candidates [begin, end) of one block, classified; counts kernel failures.
+template <typename Candidates>
+std::vector<EdgeFaceSeg> ClassifyRange(const Candidates& candidates, std::size_t begin, std::size_t end,
+                                       const SeamExtractor::Options& options, const SeamExtractor& indexer,
+                                       std::size_t& tooShort, std::size_t& failed)
+{
+  std::vector<EdgeFaceSeg> segs;
+  segs.reserve(end - begin);
+  for (std::size_t i = begin; i < end; ++i)
+  {
+    EdgeFaceSeg seg;
+    seg.SetEdge(candidates[i].edge);
+    if (seg.GetSegLength() < options.minLength)
+    {
+      ++tooShort;
+      continue;
+    }
+    seg.SetFace1(candidates[i].face1);
+    seg.SetFace2(candidates[i].face2);
+    EdgeType type = EdgeType::Unknown;
+    try
+    {
+      type = SeamExtractor::Classify(seg, options);
+    }
+    catch (const Standard_Failure&)
+    {
+      ++failed;
+    }
+    seg.SetIntSeg(IntEdgeFaceSeg(indexer.IndexOf(seg.Edge()), indexer.IndexOf(seg.Face1()),
+                                 indexer.IndexOf(seg.Face2()), options.fuzzyValue, type));
+    segs.push_back(std::move(seg));
+  }
+  return segs;
+}
+} // namespace
+
+SeamExtractor::SeamExtractor(const TopoDS_Shape& shape)
+{
+  if (shape.IsNull())
+    return;
+  TopTools_IndexedMapOfShape solids;
+  TopExp::MapShapes(shape, TopAbs_SOLID, solids);
+  BRep_Builder builder;
+  TopoDS_Compound looseFaces;
+  builder.MakeCompound(looseFaces);
+  bool hasLooseFaces = false;
+  for (TopExp_Explorer it(shape, TopAbs_FACE, TopAbs_SOLID); it.More(); it.Next())
+  {
+    builder.Add(looseFaces, it.Current());
+    hasLooseFaces = true;
+  }
+  if (solids.Extent() + (hasLooseFaces ? 1 : 0) > static_cast<int>(MaxBlocks))
+    throw std::length_error("SeamExtractor: the part has more than 2048 solids");
+  for (int i = 1; i <= solids.Extent(); ++i)
+    AddBlock(solids(i));
+  if (hasLooseFaces)
+    AddBlock(looseFaces);
+}
+
+void SeamExtractor::AddBlock(const TopoDS_Shape& shape)
+{
+  const std::uint32_t base = static_cast<std::uint32_t>(myBlocks.size()) << SubShapeBits;
+  Block block;
+  block.shape = shape;
+  TopTools_IndexedMapOfShape faces;
+  TopExp::MapShapes(shape, TopAbs_FACE, faces);
+  TopTools_IndexedDataMapOfShapeListOfShape edgeFaces;
+  TopExp::MapShapesAndUniqueAncestors(shape, TopAbs_EDGE, TopAbs_FACE, edgeFaces);
+  if (1u + faces.Extent() + edgeFaces.Extent() > MaxSubShapes)
+    throw std::length_error("SeamExtractor: a solid has more faces and edges than 131070");
+
+  const auto number = [&](const TopoDS_Shape& sub) {
+    block.subShapes.push_back(sub);
+    if (!myIndices.IsBound(sub))
+      myIndices.Bind(sub, base + static_cast<std::uint32_t>(block.subShapes.size()));
+  };
+  myEdges += static_cast<std::size_t>(edgeFaces.Extent());
+  number(shape);
+  for (int i = 1; i <= faces.Extent(); ++i)
+    number(faces(i));
+  for (int i = 1; i <= edgeFaces.Extent(); ++i)
+  {
+    const TopoDS_Edge& edge = TopoDS::Edge(edgeFaces.FindKey(i));
+    number(edge);
+    const TopTools_ListOfShape& adjacent = edgeFaces(i);
+    if (BRep_Tool::Degenerated(edge))
+      ++myDegenerated;
+    else if (adjacent.Extent() < 2)
+      ++myOneFace;
+    else if (adjacent.Extent() > 2)
+      ++myManyFaces;
+    else
+      block.candidates.push_back({edge, TopoDS::Face(adjacent.First()), TopoDS::Face(adjacent.Last())});
+  }
+  myBlocks.push_back(std::move(block));
+}
+
+std::uint32_t SeamExtractor::IndexOf(const TopoDS_Shape& subShape) const
+{
+  const std::uint32_t* index = myIndices.Seek(subShape);
+  return index ? *index : IntEdgeFaceSeg::NoIndex;
+}
+
+TopoDS_Shape SeamExtractor::ShapeOf(std::uint32_t index) const
+{
+  const std::size_t block = index >> SubShapeBits;
+  const std::size_t number = index & MaxSubShapes;
+  if (block >= myBlocks.size() || number == 0 || number > myBlocks[block].subShapes.size())
+    return TopoDS_Shape();
+  return myBlocks[block].subShapes[number - 1];
+}
+
+SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Message_ProgressRange& progress) const
+{
+  Result result;
+  result.oneFace = myOneFace;
+  result.manyFaces = myManyFaces;
+  result.degenerated = myDegenerated;
+  result.edges = myEdges;
+
+  // Batches never straddle blocks, so each is a slice of one candidate list.
+  struct Batch
+  {
+    const Block* block;
+    std::size_t begin, end;
+  };
+  std::size_t total = 0;
+  for (const Block& block : myBlocks)
+    total += block.candidates.size();
+  const std::size_t threads = options.parallel ? GetThreadPool().Size() : 1;
+  const std::size_t batchSize = std::max<std::size_t>(1, total / (threads * BatchesPerThread));
+  std::vector<Batch> batches;
+  for (const Block& block : myBlocks)
+    for (std::size_t begin = 0; begin < block.candidates.size(); begin += batchSize)
+      batches.push_back({&block, begin, std::min(begin + batchSize, block.candidates.size())});
+
+  struct BatchResult
+  {
+    std::vector<EdgeFaceSeg> segs;
+    std::size_t tooShort = 0;
+    std::size_t failed = 0;
+    bool ran = false;
+  };
+  std::vector<BatchResult> results(batches.size());
+  Message_ProgressScope scope(progress, "Classifying edges", static_cast<double>(std::max<std::size_t>(1, batches.size())));
+  const auto run = [&](std::size_t i, Message_ProgressRange range) {
+    if (range.UserBreak())
+      return;
+    BatchResult& out = results[i];
+    out.segs = ClassifyRange(batches[i].block->candidates, batches[i].begin, batches[i].end, options, *this,
+                             out.tooShort, out.failed);
+    out.ran = true;
+    range.Close();
+  };
+  if (threads > 1)
+  {
+    std::vector<std::future<void>> pending;
+    pending.reserve(batches.size());
+    for (std::size_t i = 0; i < batches.size(); ++i)
+      pending.push_back(GetThreadPool().Submit([&run, i, range = scope.Next()]() { run(i, range); }));
+    for (std::future<void>& f : pending)
+      f.get();
+  }
+  else
+  {
+    for (std::size_t i = 0; i < batches.size(); ++i)
+      run(i, scope.Next());
+  }
+
+  for (BatchResult& batch : results)
+  {
+    result.cancelled = result.cancelled || !batch.ran;
+    result.tooShort += batch.tooShort;
+    result.failed += batch.failed;
+    std::move(batch.segs.begin(), batch.segs.end(), std::back_inserter(result.segs));
+  }
+  return result;
+}
+
+EdgeType SeamExtractor::Classify(const EdgeFaceSeg& seg, const Options& options)
+{
+  switch (options.classifier)
+  {
+  case Classifier::Probe:
+    return AutoWeldSeamAlgUtils::CalcEdgeType(seg, options.fuzzyValue, options.probeParameter);
+  case Classifier::Planar:
+    return AutoWeldSeamAlgUtils::CalcEdgeType(seg.Edge(), seg.Face1(), seg.Face2(), options.planarStep);
+  case Classifier::Orientation:
+    return AutoWeldSeamAlgUtils::IsConcave(seg, options.fuzzyValue);
+  }
+  return EdgeType::Unknown;
+}
+
+std::string SeamExtractor::ClassifierName(Classifier classifier)
+{
+  switch (classifier)
+  {
+  case Classifier::Probe:
+    return "probe";
+  case Classifier::Planar:
+    return "planar";
+  case Classifier::Orientation:
+    return "orientation";
+  }
+  return "probe";
+}
