@@ -1,30 +1,27 @@
 #include "DemoCommand.h"
 
-#include <cadtools/DataHandle.h>
-#include <cadtools/ShapeHandle.h>
-#include <cadtools/gpHandle.h>
+#include "DemoParts.h"
+#include "SeamsCommand.h"
 
-#include <BRepBuilderAPI_Transform.hxx>
-#include <BRepPrimAPI_MakeBox.hxx>
-#include <json/json.h>
+#include <entity/SeamExtractor.h>
 
-#include <iomanip>
+#include <TopoDS_Shape.hxx>
+
+#include <utility>
 
 int RunDemoCommand(std::ostream& out)
 {
-  // A 40 × 20 × 10 plate turned off the axes: its oriented box must give back its sides.
-  Json::Value six(Json::arrayValue);
-  for (double v : {100.0, 50.0, 0.0, 30.0, 20.0, 45.0})
-    six.append(v);
-  const gp_Trsf placement = DataHandle::JsonSixToTrsf(six);
-  const TopoDS_Shape plate =
-    BRepBuilderAPI_Transform(BRepPrimAPI_MakeBox(40.0, 20.0, 10.0).Shape(), placement, true).Shape();
-  const Bnd_OBB obb = ShapeHandle::GetTopoShapeBndOBB(plate, 0.0);
-  out << "plate placed at " << Json::FastWriter().write(DataHandle::TrsfToJsonSix(placement));
-  out << "oriented box sides (shortest first):\n";
-  for (const auto& [length, dir] : gpHandle::GetOBBlengthAndDir(obb))
-    out << std::fixed << std::setprecision(3) << "  " << std::setw(8) << length << " mm along (" << dir.X() << ", "
-        << dir.Y() << ", " << dir.Z() << ")\n";
-  out << "volume " << ShapeHandle::GetAreaOrVol(plate) << " mm3\n";
+  const std::pair<const char*, TopoDS_Shape> parts[] = {
+    {"T-joint weldment (200 x 100 x 10 base plate, 10 mm web 60 mm high)", DemoParts::TJoint()},
+    {"L-bracket (two 10 mm legs of 60 mm, 80 mm deep)", DemoParts::LBracket()}};
+  bool first = true;
+  for (const auto& [name, shape] : parts)
+  {
+    if (!first)
+      out << "\n";
+    first = false;
+    out << name << "\n";
+    PrintSeams(SeamExtractor(shape).Extract(SeamExtractor::Options()), out);
+  }
   return 0;
 }

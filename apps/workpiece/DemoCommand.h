@@ -2,5 +2,5 @@
 
 #include <ostream>
 
-// `workpiece demo`: runs the built-in example with no input file; returns the exit code.
+// `workpiece demo`: builds a T-joint and an L-bracket and prints their seams; returns the exit code.
 int RunDemoCommand(std::ostream& out);

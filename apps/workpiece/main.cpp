@@ -1,9 +1,12 @@
 #include "DemoCommand.h"
+#include "GenerateExamplesCommand.h"
+#include "SeamsCommand.h"
 
 #include <entity/Version.h>
 
 #include <iostream>
 #include <string>
+#include <vector>
 
 namespace
 {
@@ -12,7 +15,12 @@ const char* Usage = R"(usage: workpiece <command> [options]
 Robot welding and painting cell model: workpieces, seams and mechanisms.
 
 commands:
-  demo        run the built-in example (no input file needed)
+  demo               build a T-joint and an L-bracket and print their weld seams
+                     (no input file needed)
+  seams PART         print the weld seams of a STEP, IGES or BREP part; see
+                     `workpiece seams --help` for --json, --classifier and --min-length
+  generate-examples DIR
+                     write the demo's parts as STEP files into DIR
 
 options:
   --version   print the library version
@@ -28,6 +36,7 @@ int main(int argc, char** argv)
     return 2;
   }
   const std::string command = argv[1];
+  const std::vector<std::string> args(argv + 2, argv + argc);
   if (command == "--version")
   {
     std::cout << "workpiece " << Version::Text() << "\n";
@@ -40,6 +49,10 @@ int main(int argc, char** argv)
   }
   if (command == "demo")
     return RunDemoCommand(std::cout);
+  if (command == "seams")
+    return RunSeamsCommand(args, std::cout, std::cerr);
+  if (command == "generate-examples")
+    return RunGenerateExamplesCommand(args, std::cout, std::cerr);
   std::cerr << "workpiece: unknown command '" << command << "'\n" << Usage;
   return 2;
 }

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <TopoDS_Shape.hxx>
+
+#include <string>
+
+// Reads a part from a STEP, IGES or BREP file, with the exchange libraries' console chatter silenced.
+class PartReader
+{
+public:
+  struct Part
+  {
+    TopoDS_Shape shape; // null on failure
+    std::string error;  // why reading failed, empty on success
+  };
+
+  // Returns the part in `path` (.step/.stp/.iges/.igs/.brep, any case), or the reason it could not be read.
+  static Part Read(const std::string& path);
+
+  // Returns whether the file's extension is one Read understands.
+  static bool IsSupported(const std::string& path);
+
+  // Removes OpenCASCADE's standard-output printers so that statistics do not mix with our output.
+  static void SilenceKernelMessages();
+};

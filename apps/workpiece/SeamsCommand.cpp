@@ -1,0 +1,222 @@
+#include "SeamsCommand.h"
+
+#include "PartReader.h"
+#include "ProgressBar.h"
+
+#include <cadtools/DataHandle.h>
+
+#include <Message_ProgressScope.hxx>
+#include <json/json.h>
+
+#include <cstdio>
+#include <iomanip>
+#include <optional>
+#include <unistd.h>
+
+namespace
+{
+// Parts with at least this many edges show a progress bar on a terminal.
+constexpr std::size_t ProgressBarEdges = 500;
+
+const char* Usage = R"(usage: workpiece seams PART [options]
+
+Finds the weld seams of a part: every edge shared by exactly two faces, classified as
+concave (an inner corner, the seam that is welded), convex (an outer corner or a smooth
+transition) or unknown. PART is a .step/.stp, .iges/.igs or .brep file.
+
+Prints one line per seam (edge index, kind, length in mm, the two face indices; indices
+carry the solid in bits 17-27 and the sub-shape within it in the low 17 bits), then a
+summary: how many concave, convex and unknown seams, the total concave length, and the
+edges left out (bounding one face, shared by more than two faces, degenerated, too short).
+
+options:
+  --json FILE          also write the seams to FILE as a JSON array of IntEdgeFaceSeg arrays
+                       [edge, face1, face2, fuzzy, type, aux flag, need-view-convex, aux number]
+                       (type 0 unknown, 1 concave, 2 convex)
+  --classifier NAME    probe (default): probe points 1.1 mm into each face;
+                       planar: probe distances, planar faces only (others are unknown);
+                       orientation: direction of the normals' cross product along the edge
+  --min-length MM      leave out edges shorter than MM (default 0)
+  --help               print this help
+
+exit codes: 0 success, 1 the part is missing, unreadable or empty, or FILE cannot be
+written, 2 wrong arguments.
+)";
+
+// Returns the printed name of a seam kind.
+const char* KindName(EdgeType type)
+{
+  switch (type)
+  {
+  case EdgeType::Concave:
+    return "concave";
+  case EdgeType::Convex:
+    return "convex";
+  case EdgeType::Unknown:
+    break;
+  }
+  return "unknown";
+}
+
+// Returns the index as 0x-prefixed, eight hex digits.
+std::string Hex(std::uint32_t index)
+{
+  char text[11];
+  std::snprintf(text, sizeof text, "0x%08X", index);
+  return text;
+}
+
+// Returns the classifier named `name`, or nothing.
+std::optional<SeamExtractor::Classifier> ParseClassifier(const std::string& name)
+{
+  for (const auto c : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
+                       SeamExtractor::Classifier::Orientation})
+    if (SeamExtractor::ClassifierName(c) == name)
+      return c;
+  return std::nullopt;
+}
+
+// Returns the non-negative number in `text`, or nothing.
+std::optional<double> ParseLength(const std::string& text)
+{
+  try
+  {
+    std::size_t used = 0;
+    const double value = std::stod(text, &used);
+    if (used != text.size() || !(value >= 0.0))
+      return std::nullopt;
+    return value;
+  }
+  catch (const std::exception&)
+  {
+    return std::nullopt;
+  }
+}
+} // namespace
+
+void PrintSeams(const SeamExtractor::Result& result, std::ostream& out)
+{
+  out << "  #  edge        kind      length mm  face1       face2\n";
+  std::size_t concave = 0, convex = 0, unknown = 0;
+  double concaveLength = 0.0;
+  for (std::size_t i = 0; i < result.segs.size(); ++i)
+  {
+    const EdgeFaceSeg& seg = result.segs[i];
+    out << std::setw(3) << i + 1 << "  " << Hex(seg.Edge_Index()) << "  " << std::left << std::setw(8)
+        << KindName(seg.GetEdgeType()) << std::right << std::fixed << std::setprecision(2) << std::setw(11)
+        << seg.GetSegLength() << "  " << Hex(seg.Face1_Index()) << "  " << Hex(seg.Face2_Index()) << "\n";
+    switch (seg.GetEdgeType())
+    {
+    case EdgeType::Concave:
+      ++concave;
+      concaveLength += seg.GetSegLength();
+      break;
+    case EdgeType::Convex:
+      ++convex;
+      break;
+    case EdgeType::Unknown:
+      ++unknown;
+      break;
+    }
+  }
+  out << result.segs.size() << " seams: " << concave << " concave, " << convex << " convex, " << unknown
+      << " unknown; concave length " << std::fixed << std::setprecision(2) << concaveLength << " mm\n";
+  out << result.edges << " edges; left out: " << result.oneFace << " bounding one face, " << result.manyFaces
+      << " shared by more than two faces, " << result.degenerated << " degenerated, " << result.tooShort
+      << " shorter than the minimum length";
+  if (result.failed > 0)
+    out << "; " << result.failed << " unknown because the geometry kernel failed on them";
+  out << "\n";
+}
+
+int RunSeamsCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
+{
+  std::string part, jsonPath;
+  SeamExtractor::Options options;
+  for (std::size_t i = 0; i < args.size(); ++i)
+  {
+    const std::string& arg = args[i];
+    const bool hasValue = i + 1 < args.size();
+    if (arg == "--help" || arg == "-h")
+    {
+      out << Usage;
+      return 0;
+    }
+    if (arg == "--json" && hasValue)
+      jsonPath = args[++i];
+    else if (arg == "--classifier" && hasValue)
+    {
+      const auto classifier = ParseClassifier(args[++i]);
+      if (!classifier)
+      {
+        err << "workpiece seams: unknown classifier '" << args[i] << "' (use probe, planar or orientation)\n";
+        return 2;
+      }
+      options.classifier = *classifier;
+    }
+    else if (arg == "--min-length" && hasValue)
+    {
+      const auto length = ParseLength(args[++i]);
+      if (!length)
+      {
+        err << "workpiece seams: --min-length needs a non-negative number, not '" << args[i] << "'\n";
+        return 2;
+      }
+      options.minLength = *length;
+    }
+    else if (!arg.empty() && arg[0] == '-')
+    {
+      err << "workpiece seams: unknown or incomplete option '" << arg << "'\n" << Usage;
+      return 2;
+    }
+    else if (part.empty())
+      part = arg;
+    else
+    {
+      err << "workpiece seams: only one part at a time ('" << arg << "' is extra)\n";
+      return 2;
+    }
+  }
+  if (part.empty())
+  {
+    err << "workpiece seams: no part given\n" << Usage;
+    return 2;
+  }
+
+  const PartReader::Part read = PartReader::Read(part);
+  if (read.shape.IsNull())
+  {
+    err << "workpiece seams: cannot read '" << part << "': " << read.error << "\n";
+    return 1;
+  }
+  SeamExtractor::Result result;
+  try
+  {
+    const SeamExtractor extractor(read.shape);
+    Handle(ProgressBar) bar;
+    if (isatty(STDERR_FILENO) && extractor.NbEdges() >= ProgressBarEdges)
+      bar = new ProgressBar(err);
+    result = extractor.Extract(options, bar.IsNull() ? Message_ProgressRange() : bar->Start());
+  }
+  catch (const std::length_error& tooLarge)
+  {
+    err << "workpiece seams: cannot index '" << part << "': " << tooLarge.what() << "\n";
+    return 1;
+  }
+
+  out << part << " (" << SeamExtractor::ClassifierName(options.classifier) << " classifier)\n";
+  PrintSeams(result, out);
+
+  if (!jsonPath.empty())
+  {
+    Json::Value seams(Json::arrayValue);
+    for (const EdgeFaceSeg& seg : result.segs)
+      seams.append(seg.GetIntSeg().ToJson());
+    if (!DataHandle::SaveJson(seams, jsonPath))
+    {
+      err << "workpiece seams: cannot write '" << jsonPath << "'\n";
+      return 1;
+    }
+  }
+  return 0;
+}
