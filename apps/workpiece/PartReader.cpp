@@ -30,6 +30,15 @@ std::string Extension(const std::string& path)
   return ext;
 }
 
+// Sends std::cout to nowhere while it lives: the BREP reader reports format problems there, and
+// our own error message says it instead.
+struct ConsoleSilencer
+{
+  std::ostringstream sink;
+  std::streambuf* const saved = std::cout.rdbuf(sink.rdbuf());
+  ~ConsoleSilencer() { std::cout.rdbuf(saved); }
+};
+
 // Returns the shape read by a STEP or IGES reader, or null.
 template <typename Reader>
 TopoDS_Shape ReadExchange(const std::string& path)
@@ -77,13 +86,9 @@ PartReader::Part PartReader::Read(const std::string& path)
       shape = ReadExchange<IGESControl_Reader>(path);
     else
     {
-      // The BREP reader reports format problems straight to std::cout; our error says it instead.
-      std::ostringstream discarded;
-      std::streambuf* const console = std::cout.rdbuf(discarded.rdbuf());
+      const ConsoleSilencer silencer;
       BRep_Builder builder;
-      const bool ok = BRepTools::Read(shape, path.c_str(), builder);
-      std::cout.rdbuf(console);
-      if (!ok)
+      if (!BRepTools::Read(shape, path.c_str(), builder))
         shape.Nullify();
     }
   }

@@ -74,6 +74,8 @@ bool HasVertexAbove(const gp_Pnt& p, const gp_Dir& n, const TopoDS_Face& face, d
 // Returns the minimal vertex-to-face distance, or FailDistance when it cannot be computed.
 double VertexFaceDistance(const TopoDS_Vertex& vertex, const TopoDS_Face& face)
 {
+  if (vertex.IsNull() || face.IsNull())
+    return AutoWeldSeamAlgUtils::FailDistance;
   BRepExtrema_DistShapeShape dist(vertex, face, Extrema_ExtFlag_MINMAX, Extrema_ExtAlgo_Grad);
   if (!dist.IsDone())
     return AutoWeldSeamAlgUtils::FailDistance;
@@ -148,6 +150,8 @@ EdgeType AutoWeldSeamAlgUtils::IsConcave(const EdgeFaceSeg& seg, double tol)
 EdgeType AutoWeldSeamAlgUtils::IsConcave(TopoDS_Edge edge, const TopoDS_Face& face1, const TopoDS_Face& face2,
                                          double tol)
 {
+  if (edge.IsNull() || face1.IsNull() || face2.IsNull())
+    return EdgeType::Unknown;
   bool asInFace1 = false;
   for (TopExp_Explorer it(face1, edge.ShapeType()); it.More() && !asInFace1; it.Next())
     asInFace1 = it.Current().IsEqual(edge);
@@ -204,6 +208,8 @@ std::pair<bool, gp_Vec> AutoWeldSeamAlgUtils::GetFaceNormalByEdge(const TopoDS_E
     const gp_Dir n = plane->Axis().Direction();
     return {true, reversed ? gp_Vec(n.Reversed()) : gp_Vec(n)};
   }
+  if (edge.IsNull())
+    return failure;
   double first = 0.0, last = 0.0;
   const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, first, last);
   if (curve.IsNull())
@@ -252,6 +258,8 @@ bool AutoWeldSeamAlgUtils::IsVertexOnFace(gp_Pnt point, const TopoDS_Face& face,
 
 bool AutoWeldSeamAlgUtils::IsEdgeInFace(const TopoDS_Edge& edge, const TopoDS_Face& face, double tol)
 {
+  if (edge.IsNull() || face.IsNull())
+    return false;
   double first = 0.0, last = 0.0;
   const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, first, last);
   const Handle(Geom_Surface) surface = BRep_Tool::Surface(face);
@@ -261,8 +269,9 @@ bool AutoWeldSeamAlgUtils::IsEdgeInFace(const TopoDS_Edge& edge, const TopoDS_Fa
   if (projected.IsNull())
     return false;
   BRepTopAdaptor_FClass2d classifier(face, tol);
-  const double f = projected->FirstParameter();
-  const double l = projected->LastParameter();
+  // The projection keeps the edge's parameters; on a plane it may come back as an unbounded line.
+  const double f = std::max(projected->FirstParameter(), first);
+  const double l = std::min(projected->LastParameter(), last);
   for (const double param : {f, 0.5 * (f + l), l})
     if (classifier.Perform(projected->Value(param), Standard_True) != TopAbs_IN)
       return false;
@@ -271,6 +280,8 @@ bool AutoWeldSeamAlgUtils::IsEdgeInFace(const TopoDS_Edge& edge, const TopoDS_Fa
 
 bool AutoWeldSeamAlgUtils::IsEdgeTrivial(TopoDS_Edge edge, double tol)
 {
+  if (edge.IsNull())
+    return true;
   double first = 0.0, last = 0.0;
   const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, first, last);
   if (curve.IsNull())
@@ -352,6 +363,8 @@ std::pair<bool, TopoDS_Edge> AutoWeldSeamAlgUtils::GetMergedEdge(const NCollecti
   std::list<Handle(Geom_BoundedCurve)> curves;
   for (const TopoDS_Edge& edge : edges)
   {
+    if (edge.IsNull())
+      return failure;
     double first = 0.0, last = 0.0;
     const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, first, last);
     if (curve.IsNull())

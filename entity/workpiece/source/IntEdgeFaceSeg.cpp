@@ -35,7 +35,7 @@ bool IntEdgeFaceSeg::operator<(const IntEdgeFaceSeg& other) const
 bool IntEdgeFaceSeg::operator==(const IntEdgeFaceSeg& other) const
 {
   return edgeIndex == other.edgeIndex && HasSameFaceWith(other) &&
-         std::abs(fuzzyValue - other.fuzzyValue) < FuzzySlack;
+         std::abs(fuzzyValue - other.fuzzyValue) < FuzzySlack - FuzzyRoundOff;
 }
 
 bool IntEdgeFaceSeg::HasSameFaceWith(const IntEdgeFaceSeg& other) const

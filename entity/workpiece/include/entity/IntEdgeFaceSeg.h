@@ -14,6 +14,8 @@ public:
   static constexpr std::uint32_t NoIndex = 0x7FFFFFFF;
   // Fuzzy values closer than this are the same seam.
   static constexpr double FuzzySlack = 0.01;
+  // Differences within this of the slack are the slack itself: 0.11 - 0.1 is 0.01, not just below it.
+  static constexpr double FuzzyRoundOff = 1e-12;
 
   IntEdgeFaceSeg() = default;
   IntEdgeFaceSeg(std::uint32_t edge, std::uint32_t face1, std::uint32_t face2, double fuzzy, EdgeType type);
@@ -22,7 +24,7 @@ public:
 
   // Orders by edge index, then by the (wrapping) sum of the face indices.
   bool operator<(const IntEdgeFaceSeg& other) const;
-  // Same edge, same faces in either order, fuzzy values strictly closer than FuzzySlack.
+  // Same edge, same faces in either order, fuzzy values strictly closer than FuzzySlack (up to round-off).
   bool operator==(const IntEdgeFaceSeg& other) const;
   bool operator!=(const IntEdgeFaceSeg& other) const { return !(*this == other); }
 

@@ -66,6 +66,8 @@ public:
   TopoDS_Shape ShapeOf(std::uint32_t index) const;
   // Returns the number of index blocks (solids, plus one for faces outside solids).
   std::size_t NbBlocks() const { return myBlocks.size(); }
+  // Returns the number of distinct edges of the part.
+  std::size_t NbEdges() const { return myEdges; }
 
   // Returns the classified seams of the part; progress advances once per batch of edges.
   Result Extract(const Options& options, const Message_ProgressRange& progress = Message_ProgressRange()) const;
