@@ -1,1 +1,221 @@
-int main(){}
+// Seam classification per edge on a generated weldment, against the bare cost of evaluating the
+// two face normals of each edge (the floor), and the whole part on one thread and on the pool.
+#include <entity/AutoWeldSeamAlgUtils.h>
+#include <entity/GenerateWorkpieceHelper.h>
+#include <entity/SeamExtractor.h>
+
+#include <cadtools/ThreadPool.h>
+
+#include <BRepAlgoAPI_Fuse.hxx>
+#include <BRep_Tool.hxx>
+#include <Standard_Failure.hxx>
+#include <TopExp.hxx>
+#include <TopTools_IndexedDataMapOfShapeListOfShape.hxx>
+#include <TopTools_ListOfShape.hxx>
+#include <TopoDS.hxx>
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <initializer_list>
+#include <iostream>
+#include <vector>
+
+namespace
+{
+constexpr double Tol = 0.1;
+constexpr double Middle = 0.5;
+constexpr int Step = 1;
+// Studs on the base plate: 12 × 14 = 168 plates of 12 edges each, 2,028 edges with the base.
+constexpr int StudsX = 12;
+constexpr int StudsY = 14;
+
+struct Seam
+{
+  TopoDS_Edge edge;
+  TopoDS_Face face1, face2;
+};
+
+TopoDS_Shape Plate(std::initializer_list<gp_Pnt> outline, const gp_Vec& depth)
+{
+  NCollection_Sequence<gp_Pnt> points;
+  for (const gp_Pnt& p : outline)
+    points.Append(p);
+  return GenerateWorkpieceHelper::MakePrismByFace(GenerateWorkpieceHelper::MakeFaceByPnt(points), depth, false);
+}
+
+// Returns a 620 × 580 × 12 base plate with 168 stiffener plates (30 × 6, 40 high) welded on it.
+TopoDS_Shape Weldment()
+{
+  const TopoDS_Shape base = Plate({{0, 0, 0}, {620, 0, 0}, {620, 580, 0}, {0, 580, 0}}, gp_Vec(0, 0, 12));
+  TopTools_ListOfShape arguments, tools;
+  arguments.Append(base);
+  for (int i = 0; i < StudsX; ++i)
+    for (int j = 0; j < StudsY; ++j)
+    {
+      const double x = 20.0 + 50.0 * i, y = 20.0 + 40.0 * j;
+      tools.Append(Plate({{x, y, 12}, {x + 30, y, 12}, {x + 30, y + 6, 12}, {x, y + 6, 12}}, gp_Vec(0, 0, 40)));
+    }
+  BRepAlgoAPI_Fuse fuse;
+  fuse.SetArguments(arguments);
+  fuse.SetTools(tools);
+  fuse.Build();
+  if (!fuse.IsDone())
+    throw Standard_Failure("bench_seams: the weldment could not be fused");
+  fuse.SimplifyResult();
+  return fuse.Shape();
+}
+
+const TopoDS_Shape& Part()
+{
+  static const TopoDS_Shape part = Weldment();
+  return part;
+}
+
+const std::vector<Seam>& Seams()
+{
+  static const std::vector<Seam> seams = [] {
+    TopTools_IndexedDataMapOfShapeListOfShape map;
+    TopExp::MapShapesAndUniqueAncestors(Part(), TopAbs_EDGE, TopAbs_FACE, map);
+    std::vector<Seam> result;
+    for (int i = 1; i <= map.Extent(); ++i)
+      if (map(i).Extent() == 2)
+        result.push_back({TopoDS::Edge(map.FindKey(i)), TopoDS::Face(map(i).First()), TopoDS::Face(map(i).Last())});
+    return result;
+  }();
+  return seams;
+}
+
+// Returns the best of three timings of `pass` over all seams, in seconds per seam.
+double SecondsPerSeam(const std::function<void()>& pass)
+{
+  double best = 1e30;
+  for (int run = 0; run < 3; ++run)
+  {
+    const auto start = std::chrono::steady_clock::now();
+    pass();
+    best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  }
+  return best / static_cast<double>(Seams().size());
+}
+
+void NormalsPass()
+{
+  for (const Seam& s : Seams())
+  {
+    benchmark::DoNotOptimize(AutoWeldSeamAlgUtils::GetFaceNormalByEdge(s.edge, s.face1, Middle));
+    benchmark::DoNotOptimize(AutoWeldSeamAlgUtils::GetFaceNormalByEdge(s.edge, s.face2, Middle));
+  }
+}
+
+// The anchor: the two face normals of every seam, measured once per run.
+double FloorPerSeam()
+{
+  static const double floor = SecondsPerSeam(NormalsPass);
+  return floor;
+}
+
+// Runs `pass` over all seams per iteration and reports µs per seam and the ratio to the floor.
+void PerSeam(benchmark::State& state, const std::function<void()>& pass)
+{
+  const double floor = FloorPerSeam();
+  double elapsed = 0.0;
+  for (auto _ : state)
+  {
+    const auto start = std::chrono::steady_clock::now();
+    pass();
+    elapsed += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  }
+  const double perSeam = elapsed / static_cast<double>(state.iterations()) / static_cast<double>(Seams().size());
+  state.counters["seams"] = static_cast<double>(Seams().size());
+  state.counters["us_per_seam"] = perSeam * 1e6;
+  state.counters["x_floor"] = perSeam / floor;
+}
+
+void BM_Floor_TwoFaceNormals(benchmark::State& state)
+{
+  PerSeam(state, NormalsPass);
+}
+
+void BM_CalcEdgeType_Probe(benchmark::State& state)
+{
+  PerSeam(state, [] {
+    for (const Seam& s : Seams())
+      benchmark::DoNotOptimize(AutoWeldSeamAlgUtils::CalcEdgeType(s.edge, s.face1, s.face2, Tol, Middle));
+  });
+}
+
+void BM_CalcEdgeType_Planar(benchmark::State& state)
+{
+  PerSeam(state, [] {
+    for (const Seam& s : Seams())
+      benchmark::DoNotOptimize(AutoWeldSeamAlgUtils::CalcEdgeType(s.edge, s.face1, s.face2, Step));
+  });
+}
+
+void BM_IsConcave_Orientation(benchmark::State& state)
+{
+  PerSeam(state, [] {
+    for (const Seam& s : Seams())
+      benchmark::DoNotOptimize(AutoWeldSeamAlgUtils::IsConcave(s.edge, s.face1, s.face2, Tol));
+  });
+}
+
+// The whole weldment through SeamExtractor (faces prepared once per run): range(0) the classifier,
+// range(1) = 1 for the pool. Reports seconds per run, µs per seam and the speed-up over one thread.
+void BM_ExtractWeldment(benchmark::State& state)
+{
+  static const SeamExtractor extractor(Part());
+  SeamExtractor::Options options;
+  options.classifier = static_cast<SeamExtractor::Classifier>(state.range(0));
+  options.parallel = state.range(1) == 1;
+  SeamExtractor::Options single = options;
+  single.parallel = false;
+  double singleSeconds = 1e30;
+  for (int run = 0; run < 3; ++run)
+  {
+    const auto start = std::chrono::steady_clock::now();
+    benchmark::DoNotOptimize(extractor.Extract(single));
+    singleSeconds = std::min(singleSeconds, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+  }
+  double elapsed = 0.0;
+  std::size_t concave = 0;
+  for (auto _ : state)
+  {
+    const auto start = std::chrono::steady_clock::now();
+    const SeamExtractor::Result result = extractor.Extract(options);
+    elapsed += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    concave = std::count_if(result.segs.begin(), result.segs.end(),
+                            [](const EdgeFaceSeg& s) { return s.GetEdgeType() == EdgeType::Concave; });
+  }
+  const double perRun = elapsed / static_cast<double>(state.iterations());
+  state.SetLabel(SeamExtractor::ClassifierName(options.classifier) + (options.parallel ? ", pool" : ", 1 thread"));
+  state.counters["threads"] = options.parallel ? GetThreadPool().Size() : 1;
+  state.counters["concave"] = static_cast<double>(concave);
+  state.counters["seconds"] = perRun;
+  state.counters["us_per_seam"] = perRun / static_cast<double>(Seams().size()) * 1e6;
+  state.counters["x_floor"] = perRun / static_cast<double>(Seams().size()) / FloorPerSeam();
+  state.counters["speedup_vs_1"] = singleSeconds / perRun;
+}
+} // namespace
+
+BENCHMARK(BM_Floor_TwoFaceNormals)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CalcEdgeType_Probe)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CalcEdgeType_Planar)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_IsConcave_Orientation)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ExtractWeldment)
+  ->ArgsProduct({{0, 1, 2}, {0, 1}})
+  ->Unit(benchmark::kMillisecond)
+  ->UseRealTime();
+
+int main(int argc, char** argv)
+{
+  std::cout << "weldment: " << Seams().size() << " two-face edges" << std::endl;
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}

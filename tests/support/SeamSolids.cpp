@@ -1,6 +1,10 @@
 #include "SeamSolids.h"
 
 #include <BRepAdaptor_Curve.hxx>
+#include <BRepAlgoAPI_Fuse.hxx>
+#include <BRepPrimAPI_MakeBox.hxx>
+#include <Standard_Failure.hxx>
+#include <TopTools_ListOfShape.hxx>
 #include <BRepBuilderAPI_MakeEdge.hxx>
 #include <BRepBuilderAPI_MakeFace.hxx>
 #include <BRepBuilderAPI_MakePolygon.hxx>
@@ -48,6 +52,23 @@ TopoDS_Shape SeamSolids::StepSolid()
 TopoDS_Shape SeamSolids::ThinWedge()
 {
   return Extruded({{0, 0, 0}, {100, 0, 0}, {100, 4, 0}}, 20);
+}
+
+TopoDS_Shape SeamSolids::StuddedPlate(int nx, int ny)
+{
+  TopTools_ListOfShape arguments, tools;
+  arguments.Append(BRepPrimAPI_MakeBox(100, 80, 10).Shape());
+  for (int i = 0; i < nx; ++i)
+    for (int j = 0; j < ny; ++j)
+      tools.Append(BRepPrimAPI_MakeBox(gp_Pnt(10 + 20 * i, 10 + 20 * j, 10), 10, 6, 20).Shape());
+  BRepAlgoAPI_Fuse fuse;
+  fuse.SetArguments(arguments);
+  fuse.SetTools(tools);
+  fuse.Build();
+  if (!fuse.IsDone())
+    throw Standard_Failure("SeamSolids::StuddedPlate: fuse failed");
+  fuse.SimplifyResult();
+  return fuse.Shape();
 }
 
 TopoDS_Edge SeamSolids::Segment(const gp_Pnt& a, const gp_Pnt& b)

@@ -30,6 +30,10 @@ public:
   // along Z through the origin the faces' normals are 177.7 degrees apart.
   static TopoDS_Shape ThinWedge();
 
+  // Returns a 100 × 80 × 10 base plate with nx × ny studs of 10 × 6 × 20 fused on its top (corner of
+  // stud (i, j) at (10 + 20i, 10 + 20j, 10)): the top face gets one hole per stud, 4 concave edges each.
+  static TopoDS_Shape StuddedPlate(int nx, int ny);
+
   // Returns the straight edge between two points.
   static TopoDS_Edge Segment(const gp_Pnt& a, const gp_Pnt& b);
 

@@ -91,6 +91,15 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const EdgeFaceSeg& seg, double tol, 
 EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1,
                                             const TopoDS_Face& face2, double tol, double t)
 {
+  return CalcEdgeType(
+    edge, face1, face2, tol, t, [&](const gp_Pnt& p, double d) { return IsVertexOnFace(p, face1, d); },
+    [&](const gp_Pnt& p, double d) { return IsVertexOnFace(p, face2, d); });
+}
+
+EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1,
+                                            const TopoDS_Face& face2, double tol, double t,
+                                            const OnFaceTest& onFace1, const OnFaceTest& onFace2)
+{
   const auto [hasCurve, p] = PointOnBasisCurve(edge, t);
   if (!hasCurve)
     return EdgeType::Unknown;
@@ -105,8 +114,8 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoD
     return EdgeType::Convex;
   const auto [w1, w2] = ProbeDirections(n1, n2);
   const double d = tol + 1.0;
-  const bool on1 = IsVertexOnFace(p.Translated(w1 * d), face1, tol);
-  const bool on2 = IsVertexOnFace(p.Translated(w2 * d), face2, tol);
+  const bool on1 = onFace1(p.Translated(w1 * d), tol);
+  const bool on2 = onFace2(p.Translated(w2 * d), tol);
   if (on1 && on2)
     return EdgeType::Concave;
   if (!on1 && !on2)
@@ -116,6 +125,15 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoD
 
 EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1,
                                             const TopoDS_Face& face2, int step)
+{
+  return CalcEdgeType(
+    edge, face1, face2, step, [&](const gp_Pnt& p) { return DistOfPntToFace(p, face1); },
+    [&](const gp_Pnt& p) { return DistOfPntToFace(p, face2); });
+}
+
+EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1,
+                                            const TopoDS_Face& face2, int step, const FaceDistance& distance1,
+                                            const FaceDistance& distance2)
 {
   const auto [hasCurve, p] = PointOnBasisCurve(edge, 0.5);
   if (!hasCurve)
@@ -133,8 +151,8 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoD
     return EdgeType::Convex;
   const auto [w1, w2] = ProbeDirections(n1, n2);
   const double d = static_cast<double>(step);
-  const bool in1 = DistOfPntToFace(p.Translated(w1 * d), face1) < DistOfPntToFace(p, face1) + PlanarDistSlack;
-  const bool in2 = DistOfPntToFace(p.Translated(w2 * d), face2) < DistOfPntToFace(p, face2) + PlanarDistSlack;
+  const bool in1 = distance1(p.Translated(w1 * d)) < distance1(p) + PlanarDistSlack;
+  const bool in2 = distance2(p.Translated(w2 * d)) < distance2(p) + PlanarDistSlack;
   if (in1 && in2)
     return EdgeType::Concave;
   if (!in1 && !in2)

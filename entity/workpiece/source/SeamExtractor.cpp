@@ -1,4 +1,5 @@
 #include <entity/AutoWeldSeamAlgUtils.h>
+#include <entity/FaceProximity.h>
 #include <entity/SeamExtractor.h>
 
 #include <cadtools/ThreadPool.h>
@@ -15,6 +16,8 @@
 #include <TopoDS_Compound.hxx>
 
 #include <algorithm>
+#include <functional>
+#include <memory>
 #include <future>
 #include <stdexcept>
 
@@ -23,11 +26,36 @@ namespace
 // Batches per pool thread: enough to even out uneven edges, few enough to keep hand-over cheap.
 constexpr std::size_t BatchesPerThread = 8;
 
+// Returns the kind of one candidate, its faces seen through their prepared proximities.
+template <typename Candidate>
+EdgeType ClassifyPrepared(const Candidate& c, const SeamExtractor::Options& options,
+                          const std::vector<std::unique_ptr<FaceProximity>>& faces)
+{
+  const FaceProximity& face1 = *faces[c.faceSlot1];
+  const FaceProximity& face2 = *faces[c.faceSlot2];
+  switch (options.classifier)
+  {
+  case SeamExtractor::Classifier::Probe:
+    return AutoWeldSeamAlgUtils::CalcEdgeType(
+      c.edge, c.face1, c.face2, options.fuzzyValue, options.probeParameter,
+      [&](const gp_Pnt& p, double tol) { return face1.IsOn(p, tol); },
+      [&](const gp_Pnt& p, double tol) { return face2.IsOn(p, tol); });
+  case SeamExtractor::Classifier::Planar:
+    return AutoWeldSeamAlgUtils::CalcEdgeType(
+      c.edge, c.face1, c.face2, options.planarStep, [&](const gp_Pnt& p) { return face1.Distance(p); },
+      [&](const gp_Pnt& p) { return face2.Distance(p); });
+  case SeamExtractor::Classifier::Orientation:
+    break;
+  }
+  return AutoWeldSeamAlgUtils::IsConcave(c.edge, c.face1, c.face2, options.fuzzyValue);
+}
+
 // Returns the seams of candidates [begin, end) of one block, classified; counts kernel failures.
 template <typename Candidates>
 std::vector<EdgeFaceSeg> ClassifyRange(const Candidates& candidates, std::size_t begin, std::size_t end,
-                                       const SeamExtractor::Options& options, const SeamExtractor& indexer,
-                                       std::size_t& tooShort, std::size_t& failed)
+                                       const SeamExtractor::Options& options,
+                                       const std::vector<std::unique_ptr<FaceProximity>>& faces,
+                                       const SeamExtractor& indexer, std::size_t& tooShort, std::size_t& failed)
 {
   std::vector<EdgeFaceSeg> segs;
   segs.reserve(end - begin);
@@ -45,7 +73,7 @@ std::vector<EdgeFaceSeg> ClassifyRange(const Candidates& candidates, std::size_t
     EdgeType type = EdgeType::Unknown;
     try
     {
-      type = SeamExtractor::Classify(seg, options);
+      type = ClassifyPrepared(candidates[i], options, faces);
     }
     catch (const Standard_Failure&)
     {
@@ -56,6 +84,25 @@ std::vector<EdgeFaceSeg> ClassifyRange(const Candidates& candidates, std::size_t
     segs.push_back(std::move(seg));
   }
   return segs;
+}
+
+// Runs job(i) for i in [0, count): on the pool in `threads` slices, or here.
+void ForEach(std::size_t count, std::size_t threads, const std::function<void(std::size_t)>& job)
+{
+  if (threads <= 1)
+  {
+    for (std::size_t i = 0; i < count; ++i)
+      job(i);
+    return;
+  }
+  std::vector<std::future<void>> pending;
+  for (std::size_t slice = 0; slice < threads; ++slice)
+    pending.push_back(GetThreadPool().Submit([&, slice] {
+      for (std::size_t i = slice; i < count; i += threads)
+        job(i);
+    }));
+  for (std::future<void>& f : pending)
+    f.get();
 }
 } // namespace
 
@@ -101,8 +148,12 @@ void SeamExtractor::AddBlock(const TopoDS_Shape& shape)
   };
   myEdges += static_cast<std::size_t>(edgeFaces.Extent());
   number(shape);
+  const std::size_t firstSlot = myFaces.size();
   for (int i = 1; i <= faces.Extent(); ++i)
+  {
     number(faces(i));
+    myFaces.push_back(TopoDS::Face(faces(i)));
+  }
   for (int i = 1; i <= edgeFaces.Extent(); ++i)
   {
     const TopoDS_Edge& edge = TopoDS::Edge(edgeFaces.FindKey(i));
@@ -115,7 +166,12 @@ void SeamExtractor::AddBlock(const TopoDS_Shape& shape)
     else if (adjacent.Extent() > 2)
       ++myManyFaces;
     else
-      block.candidates.push_back({edge, TopoDS::Face(adjacent.First()), TopoDS::Face(adjacent.Last())});
+    {
+      const TopoDS_Face& face1 = TopoDS::Face(adjacent.First());
+      const TopoDS_Face& face2 = TopoDS::Face(adjacent.Last());
+      block.candidates.push_back({edge, face1, face2, firstSlot + faces.FindIndex(face1) - 1,
+                                  firstSlot + faces.FindIndex(face2) - 1});
+    }
   }
   myBlocks.push_back(std::move(block));
 }
@@ -167,12 +223,18 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
     bool ran = false;
   };
   std::vector<BatchResult> results(batches.size());
+
+  // Each face is prepared once, so that no probe walks a large face's topology again.
+  std::vector<std::unique_ptr<FaceProximity>> faces(myFaces.size());
+  if (options.classifier != Classifier::Orientation)
+    ForEach(myFaces.size(), threads, [&](std::size_t i) { faces[i] = std::make_unique<FaceProximity>(myFaces[i]); });
+
   Message_ProgressScope scope(progress, "Classifying edges", static_cast<double>(std::max<std::size_t>(1, batches.size())));
   const auto run = [&](std::size_t i, Message_ProgressRange range) {
     if (range.UserBreak())
       return;
     BatchResult& out = results[i];
-    out.segs = ClassifyRange(batches[i].block->candidates, batches[i].begin, batches[i].end, options, *this,
+    out.segs = ClassifyRange(batches[i].block->candidates, batches[i].begin, batches[i].end, options, faces, *this,
                              out.tooShort, out.failed);
     out.ran = true;
     range.Close();

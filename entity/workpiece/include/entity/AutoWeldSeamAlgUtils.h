@@ -14,6 +14,7 @@
 #include <gp_Vec.hxx>
 
 #include <cstdint>
+#include <functional>
 #include <utility>
 
 // Classification of an edge between two faces as a weld seam, and the geometric predicates around it.
@@ -38,6 +39,11 @@ public:
   // Gap tolerance when chaining curves into one.
   static constexpr double MergeTol = 0.01;
 
+  // Whether a point lies strictly closer than tol to one face (stands in for IsVertexOnFace).
+  using OnFaceTest = std::function<bool(const gp_Pnt& point, double tol)>;
+  // The distance from a point to one face (stands in for DistOfPntToFace).
+  using FaceDistance = std::function<double(const gp_Pnt& point)>;
+
   AutoWeldSeamAlgUtils() = delete;
   AutoWeldSeamAlgUtils& operator=(const AutoWeldSeamAlgUtils&) { return *this; }
   AutoWeldSeamAlgUtils& operator=(AutoWeldSeamAlgUtils&&) { return *this; }
@@ -47,8 +53,14 @@ public:
   // Returns the kind of edge by probe points tol + 1 away from the edge point at fraction t.
   static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, double tol,
                                double t);
+  // Returns the probe classification with the faces' point tests given by the caller (who may have prepared the faces).
+  static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, double tol,
+                               double t, const OnFaceTest& onFace1, const OnFaceTest& onFace2);
   // Returns the kind of a straight seam between two planar faces by comparing probe distances `step` away.
   static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, int step);
+  // Returns the planar classification with the faces' distances given by the caller.
+  static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, int step,
+                               const FaceDistance& distance1, const FaceDistance& distance2);
 
   // Returns the orientation classification of the segment's edge and faces.
   static EdgeType IsConcave(const EdgeFaceSeg& seg, double tol);

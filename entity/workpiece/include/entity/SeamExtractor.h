@@ -69,7 +69,8 @@ public:
   // Returns the number of distinct edges of the part.
   std::size_t NbEdges() const { return myEdges; }
 
-  // Returns the classified seams of the part; progress advances once per batch of edges.
+  // Returns the classified seams of the part; progress advances once per batch of edges. The probe and
+  // planar classifiers see each face through a FaceProximity prepared once per call.
   Result Extract(const Options& options, const Message_ProgressRange& progress = Message_ProgressRange()) const;
 
   // Returns the kind of one seam by the chosen classifier.
@@ -84,6 +85,8 @@ private:
     TopoDS_Edge edge;
     TopoDS_Face face1;
     TopoDS_Face face2;
+    std::size_t faceSlot1; // positions of the faces in myFaces
+    std::size_t faceSlot2;
   };
   struct Block
   {
@@ -96,6 +99,7 @@ private:
   void AddBlock(const TopoDS_Shape& shape);
 
   std::vector<Block> myBlocks;
+  std::vector<TopoDS_Face> myFaces; // every face of every block, in index order
   NCollection_DataMap<TopoDS_Shape, std::uint32_t, TopTools_ShapeMapHasher> myIndices;
   std::size_t myEdges = 0;
   std::size_t myOneFace = 0;

@@ -1,0 +1,87 @@
+#include <entity/AutoWeldSeamAlgUtils.h>
+#include <entity/FaceProximity.h>
+
+#include <BRepAdaptor_Curve.hxx>
+#include <BRep_Tool.hxx>
+#include <ElSLib.hxx>
+#include <Geom_Plane.hxx>
+#include <Precision.hxx>
+#include <TopExp_Explorer.hxx>
+#include <TopoDS.hxx>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace
+{
+// Returns the distance from p to the segment ab.
+double SegmentDistance(const gp_Pnt& p, const gp_Pnt& a, const gp_Pnt& b)
+{
+  const gp_XYZ ab = b.XYZ() - a.XYZ();
+  const double length2 = ab.SquareModulus();
+  const double s = length2 > 0.0 ? std::clamp((p.XYZ() - a.XYZ()).Dot(ab) / length2, 0.0, 1.0) : 0.0;
+  return p.Distance(gp_Pnt(a.XYZ() + ab * s));
+}
+} // namespace
+
+FaceProximity::FaceProximity(const TopoDS_Face& face) : myFace(face)
+{
+  if (face.IsNull())
+    return;
+  const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(BRep_Tool::Surface(face));
+  if (plane.IsNull())
+    return;
+  for (TopExp_Explorer it(face, TopAbs_EDGE); it.More(); it.Next())
+  {
+    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
+    if (BRep_Tool::Degenerated(edge))
+      continue;
+    const BRepAdaptor_Curve curve(edge);
+    if (curve.GetType() != GeomAbs_Line)
+    {
+      mySegments.clear();
+      return;
+    }
+    mySegments.emplace_back(curve.Value(curve.FirstParameter()), curve.Value(curve.LastParameter()));
+  }
+  if (mySegments.empty())
+    return;
+  myPlane = plane->Pln();
+  myClassifier = std::make_unique<BRepTopAdaptor_FClass2d>(face, Precision::PConfusion());
+}
+
+double FaceProximity::BoundaryDistance(const gp_Pnt& point) const
+{
+  double nearest = std::numeric_limits<double>::max();
+  for (const auto& [a, b] : mySegments)
+    nearest = std::min(nearest, SegmentDistance(point, a, b));
+  return nearest;
+}
+
+double FaceProximity::Distance(const gp_Pnt& point) const
+{
+  if (!myClassifier)
+    return AutoWeldSeamAlgUtils::DistOfPntToFace(point, myFace);
+  const double toPlane = myPlane.Distance(point);
+  const double toBoundary = BoundaryDistance(point);
+  // A foot on the boundary has both distances equal, and is where the classifier is slowest.
+  const double footToBoundary = std::sqrt(std::max(0.0, toBoundary * toBoundary - toPlane * toPlane));
+  if (footToBoundary <= Precision::Confusion())
+    return toPlane;
+  double u = 0.0, v = 0.0;
+  ElSLib::Parameters(myPlane, point, u, v);
+  if (myClassifier->Perform(gp_Pnt2d(u, v), Standard_False) == TopAbs_IN)
+    return toPlane;
+  return toBoundary;
+}
+
+bool FaceProximity::IsOn(const gp_Pnt& point, double tol) const
+{
+  if (!myClassifier)
+    return AutoWeldSeamAlgUtils::IsVertexOnFace(point, myFace, tol);
+  // The face lies in its plane: no nearer than the plane means not on the face.
+  if (myPlane.Distance(point) >= tol)
+    return false;
+  return Distance(point) < tol;
+}
