@@ -48,7 +48,23 @@ FaceProximity::FaceProximity(const TopoDS_Face& face) : myFace(face)
   if (mySegments.empty())
     return;
   myPlane = plane->Pln();
-  myClassifier = std::make_unique<BRepTopAdaptor_FClass2d>(face, Precision::PConfusion());
+  for (const auto& [a, b] : mySegments)
+  {
+    double ua = 0.0, va = 0.0, ub = 0.0, vb = 0.0;
+    ElSLib::Parameters(myPlane, a, ua, va);
+    ElSLib::Parameters(myPlane, b, ub, vb);
+    myUVSegments.emplace_back(gp_Pnt2d(ua, va), gp_Pnt2d(ub, vb));
+  }
+  myPrepared = true;
+}
+
+bool FaceProximity::Contains(double u, double v) const
+{
+  bool inside = false;
+  for (const auto& [a, b] : myUVSegments)
+    if ((a.Y() > v) != (b.Y() > v) && u < a.X() + (v - a.Y()) * (b.X() - a.X()) / (b.Y() - a.Y()))
+      inside = !inside;
+  return inside;
 }
 
 double FaceProximity::BoundaryDistance(const gp_Pnt& point) const
@@ -61,24 +77,24 @@ double FaceProximity::BoundaryDistance(const gp_Pnt& point) const
 
 double FaceProximity::Distance(const gp_Pnt& point) const
 {
-  if (!myClassifier)
+  if (!myPrepared)
     return AutoWeldSeamAlgUtils::DistOfPntToFace(point, myFace);
   const double toPlane = myPlane.Distance(point);
   const double toBoundary = BoundaryDistance(point);
-  // A foot on the boundary has both distances equal, and is where the classifier is slowest.
+  // A foot on the boundary has both distances equal, and no crossing count is needed.
   const double footToBoundary = std::sqrt(std::max(0.0, toBoundary * toBoundary - toPlane * toPlane));
   if (footToBoundary <= Precision::Confusion())
     return toPlane;
   double u = 0.0, v = 0.0;
   ElSLib::Parameters(myPlane, point, u, v);
-  if (myClassifier->Perform(gp_Pnt2d(u, v), Standard_False) == TopAbs_IN)
+  if (Contains(u, v))
     return toPlane;
   return toBoundary;
 }
 
 bool FaceProximity::IsOn(const gp_Pnt& point, double tol) const
 {
-  if (!myClassifier)
+  if (!myPrepared)
     return AutoWeldSeamAlgUtils::IsVertexOnFace(point, myFace, tol);
   // The face lies in its plane: no nearer than the plane means not on the face.
   if (myPlane.Distance(point) >= tol)
