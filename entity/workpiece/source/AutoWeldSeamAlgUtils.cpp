@@ -71,6 +71,13 @@ bool HasVertexAbove(const gp_Pnt& p, const gp_Dir& n, const TopoDS_Face& face, d
   return false;
 }
 
+// Returns a vertex at the point, or a null vertex when the point cannot carry one.
+TopoDS_Vertex VertexAt(const gp_Pnt& point)
+{
+  BRepBuilderAPI_MakeVertex maker(point);
+  return maker.IsDone() ? maker.Vertex() : TopoDS_Vertex();
+}
+
 // Returns the minimal vertex-to-face distance, or FailDistance when it cannot be computed.
 double VertexFaceDistance(const TopoDS_Vertex& vertex, const TopoDS_Face& face)
 {
@@ -258,7 +265,7 @@ gp_Vec AutoWeldSeamAlgUtils::GetFaceNormalAtCurveParam(const Handle(Geom2d_Curve
 
 double AutoWeldSeamAlgUtils::DistOfPntToFace(const gp_Pnt& point, const TopoDS_Face& face)
 {
-  return VertexFaceDistance(BRepBuilderAPI_MakeVertex(point).Vertex(), face);
+  return VertexFaceDistance(VertexAt(point), face);
 }
 
 bool AutoWeldSeamAlgUtils::IsVertexOnFace(const TopoDS_Vertex& vertex, const TopoDS_Face& face, double tol)
@@ -271,7 +278,7 @@ bool AutoWeldSeamAlgUtils::IsVertexOnFace(gp_Pnt point, const TopoDS_Face& face,
   const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face, BasisSurfaceTol));
   if (!plane.IsNull() && PrsDim::ProjectPointOnPlane(point, plane->Pln()).Distance(point) > 2.0 * tol)
     return false;
-  return IsVertexOnFace(BRepBuilderAPI_MakeVertex(point).Vertex(), face, tol);
+  return IsVertexOnFace(VertexAt(point), face, tol);
 }
 
 bool AutoWeldSeamAlgUtils::IsEdgeInFace(const TopoDS_Edge& edge, const TopoDS_Face& face, double tol)

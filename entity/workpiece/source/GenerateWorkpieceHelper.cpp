@@ -37,11 +37,20 @@ bool GenerateWorkpieceHelper::CheckPntsIsNotInSameLine(const NCollection_Sequenc
 TopoDS_Face GenerateWorkpieceHelper::MakeFaceByPnt(const NCollection_Sequence<gp_Pnt>& points)
 {
   BRepBuilderAPI_MakeWire wire;
+  // Returns false when the kernel cannot make the edge (a NaN coordinate, say).
+  const auto addEdge = [&wire](const gp_Pnt& a, const gp_Pnt& b) {
+    BRepBuilderAPI_MakeEdge edge(a, b);
+    if (!edge.IsDone())
+      return false;
+    wire.Add(edge.Edge());
+    return true;
+  };
   for (int i = 1; i < points.Length(); ++i)
-    if (points(i).Distance(points(i + 1)) > PolygonPointTol)
-      wire.Add(BRepBuilderAPI_MakeEdge(points(i), points(i + 1)).Edge());
-  if (points.Length() > 1 && points.Last().Distance(points.First()) > PolygonCloseTol)
-    wire.Add(BRepBuilderAPI_MakeEdge(points.Last(), points.First()).Edge());
+    if (points(i).Distance(points(i + 1)) > PolygonPointTol && !addEdge(points(i), points(i + 1)))
+      return TopoDS_Face();
+  if (points.Length() > 1 && points.Last().Distance(points.First()) > PolygonCloseTol &&
+      !addEdge(points.Last(), points.First()))
+    return TopoDS_Face();
   if (!wire.IsDone())
     return TopoDS_Face();
   BRepBuilderAPI_MakeFace face(wire.Wire(), Standard_True);
@@ -52,9 +61,16 @@ TopoDS_Face GenerateWorkpieceHelper::MakeFaceByPnt(const NCollection_Sequence<gp
 
 TopoDS_Face GenerateWorkpieceHelper::MakeFaceByCirc(const gp_Circ& circle)
 {
-  const TopoDS_Edge edge = BRepLib_MakeEdge(circle).Edge();
-  const TopoDS_Wire wire = BRepLib_MakeWire(edge).Wire();
-  return BRepLib_MakeFace(wire).Face();
+  BRepLib_MakeEdge edge(circle);
+  if (!edge.IsDone())
+    return TopoDS_Face();
+  BRepLib_MakeWire wire(edge.Edge());
+  if (!wire.IsDone())
+    return TopoDS_Face();
+  BRepLib_MakeFace face(wire.Wire());
+  if (!face.IsDone())
+    return TopoDS_Face();
+  return face.Face();
 }
 
 std::pair<bool, TopoDS_Edge> GenerateWorkpieceHelper::MakeFilletOnTwoEdge(const std::array<gp_Pnt, 3>& points,

@@ -15,6 +15,7 @@
 
 #include <cmath>
 #include <initializer_list>
+#include <limits>
 
 namespace
 {
@@ -71,6 +72,8 @@ TEST(GenerateWorkpieceHelper, FacesFromPolygonsAndCircles)
 
   EXPECT_TRUE(GenerateWorkpieceHelper::MakeFaceByPnt(Points({{0, 0, 0}, {10, 0, 0}, {10, 10, 0}, {0, 10, 5}})).IsNull());
   EXPECT_TRUE(GenerateWorkpieceHelper::MakeFaceByPnt(Points({})).IsNull());
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  EXPECT_TRUE(GenerateWorkpieceHelper::MakeFaceByPnt(Points({{0, 0, 0}, {10, 0, 0}, {nan, 10, 0}})).IsNull());
 
   const TopoDS_Face disc = GenerateWorkpieceHelper::MakeFaceByCirc(gp_Circ(gp_Ax2(gp_Pnt(1, 2, 3), gp::DX()), 4.0));
   EXPECT_TRUE(BRepCheck_Analyzer(disc).IsValid());

@@ -119,4 +119,11 @@ TEST(IntEdgeFaceSeg, JsonRoundTripAndOlderShortForms)
   const IntEdgeFaceSeg shortArray(Parse("[3,4]"));
   EXPECT_EQ(shortArray.face2Index, 0u) << "missing leading positions read as zero";
   EXPECT_DOUBLE_EQ(shortArray.fuzzyValue, 0.0);
+
+  // Values that are no index are refused with the JSON library's error, not wrapped around.
+  EXPECT_THROW(IntEdgeFaceSeg(Parse("[-1,4,5,0.2,1]")), Json::LogicError);
+  EXPECT_THROW(IntEdgeFaceSeg(Parse("[\"3\",4,5,0.2,1]")), Json::LogicError);
+  IntEdgeFaceSeg untouched(1, 2, 3, 0.5, EdgeType::Convex);
+  untouched.FromJson(Parse("{\"edge\": 4}"));
+  EXPECT_EQ(untouched.edgeIndex, 1u) << "an object is not a seam array";
 }

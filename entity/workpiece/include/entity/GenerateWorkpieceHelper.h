@@ -36,7 +36,7 @@ public:
   static bool CheckPntsIsNotInSameLine(const NCollection_Sequence<gp_Pnt>& points);
   // Returns the planar face bounded by the polygon through the points, or a null face.
   static TopoDS_Face MakeFaceByPnt(const NCollection_Sequence<gp_Pnt>& points);
-  // Returns the disc bounded by the circle.
+  // Returns the disc bounded by the circle, or a null face.
   static TopoDS_Face MakeFaceByCirc(const gp_Circ& circle);
   // Returns (true, arc tangent to both legs start–corner and corner–end, meeting each `radius` from the corner).
   static std::pair<bool, TopoDS_Edge> MakeFilletOnTwoEdge(const std::array<gp_Pnt, 3>& points, double radius);

@@ -36,7 +36,8 @@ public:
 
   // Returns the eight-element array [edge, face1, face2, fuzzy, type, aux flag, need-view-convex, aux number].
   Json::Value ToJson() const;
-  // Reads a five-, seven- or eight-element array; members beyond its length keep their values.
+  // Reads a five-, seven- or eight-element array; members beyond its length keep their values. A value
+  // that is not an array changes nothing; an element of the wrong kind throws Json::LogicError.
   void FromJson(const Json::Value& json);
 
   std::uint32_t edgeIndex = NoIndex;
