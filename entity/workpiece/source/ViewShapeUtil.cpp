@@ -7,7 +7,10 @@
 #include <BRep_Builder.hxx>
 #include <Prs3d_ShadingAspect.hxx>
 #include <Standard_Failure.hxx>
+#include <TopExp.hxx>
 #include <TopExp_Explorer.hxx>
+#include <TopTools_IndexedMapOfShape.hxx>
+#include <TopoDS_TShape.hxx>
 
 #include <algorithm>
 #include <cmath>
@@ -70,7 +73,7 @@ Json::Value ColourLayer(const ViewShape& shape, const TopoDS_Shape& written)
       Json::Value entry(Json::objectValue);
       entry["ColorIndex"] = Json::UInt64(index);
       entry["Transparency"] = shading->Transparency(Aspect_TOFM_FRONT_SIDE);
-      entry["Material"] = static_cast<int>(shading->Material(Aspect_TOFM_FRONT_SIDE).Name());
+      entry["Material"] = static_cast<int>(shading->Material(Aspect_TOFM_FRONT_SIDE).RequestedName());
       list[std::to_string(position)] = entry;
       const std::string key = std::to_string(index);
       if (!colours.isMember(key))
@@ -163,6 +166,8 @@ Handle(ShapeEntity) BuildNode(const Json::Value& object)
     if (!data.asString().empty())
     {
       std::istringstream in(data.asString());
+      // The reader can loop for ever at the end of a truncated text; running out of text throws instead.
+      in.exceptions(std::ios::eofbit | std::ios::badbit);
       BRepTools::Read(shape, in, BRep_Builder());
       if (shape.IsNull() || in.fail())
         return Handle(ShapeEntity)();
@@ -237,6 +242,15 @@ Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool cle
     BRepTools::RemoveUnusedPCurves(written);
   }
   std::ostringstream out;
+  if (!written.IsNull())
+  {
+    // The reader drops the checked mark, so it is not written either: a written tree reads back to
+    // the same text.
+    TopTools_IndexedMapOfShape subShapes;
+    TopExp::MapShapes(written, subShapes);
+    for (int i = 1; i <= subShapes.Extent(); ++i)
+      subShapes(i).TShape()->Checked(false);
+  }
   if (!written.IsNull())
     BRepTools::Write(written, out, true, false, TopTools_FormatVersion_VERSION_3);
   json["data"] = out.str();

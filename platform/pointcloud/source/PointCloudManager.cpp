@@ -54,5 +54,6 @@ opencascade::handle<BVH_Tree<Standard_Real, 3>> PointCloudManager::CreateCloudBV
   if (points.empty())
     return opencascade::handle<BVH_Tree<Standard_Real, 3>>();
   opencascade::handle<PointSet> set = new PointSet(std::move(points));
+  set->MarkDirty();
   return set->BVH();
 }

@@ -237,7 +237,7 @@ void ViewShape::CopyFrom(const ViewShape& source)
     if (shading.IsNull())
       continue;
     SetSubShapeAspect(it.Key(), shading->Color(Aspect_TOFM_FRONT_SIDE), shading->Transparency(Aspect_TOFM_FRONT_SIDE),
-                      shading->Material(Aspect_TOFM_FRONT_SIDE).Name());
+                      shading->Material(Aspect_TOFM_FRONT_SIDE).RequestedName());
   }
   SetLocalTransformation(other->LocalTransformation());
   SetUpdateLayerFlag(other->GetUpdateLayerFlag());

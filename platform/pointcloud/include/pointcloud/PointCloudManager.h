@@ -2,6 +2,7 @@
 
 #include <pointcloud/CloudShape.h>
 
+#include <BVH_BinaryTree.hxx>
 #include <BVH_Tree.hxx>
 
 #include <vector>

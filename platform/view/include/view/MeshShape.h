@@ -2,6 +2,7 @@
 
 #include <mesh/AIS_Mesh.h>
 
+#include <BVH_BinaryTree.hxx>
 #include <BVH_Tree.hxx>
 #include <Poly_Triangulation.hxx>
 #include <TopoDS_Shape.hxx>
