@@ -35,6 +35,8 @@ constexpr int MixShift = 47;
 // Colours are told apart to a thousandth.
 constexpr double ColourScale = 1000.0;
 constexpr int ColourDecimals = 6;
+// Node-building tasks per pool worker.
+constexpr unsigned BatchesPerWorker = 4;
 
 // Returns the colour index: the components to a thousandth, mixed into one 64-bit hash.
 std::uint64_t ColourIndex(const Quantity_Color& colour)
@@ -268,6 +270,11 @@ bool ViewShapeUtil::ExportToFile(const Handle(ViewShape)& shape, const std::stri
 
 Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json)
 {
+  return LoadFromJson(json, GetThreadPool());
+}
+
+Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json, ThreadPool& pool)
+{
   if (!IsNodeObject(json))
     return Handle(ShapeEntity)();
   // Collect every object of the tree with the position of its parent (-1 for the root).
@@ -285,33 +292,40 @@ Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json)
     }
   }
 
-  std::vector<std::future<Handle(ShapeEntity)>> futures;
-  futures.reserve(objects.size());
-  for (const auto& [object, parent] : objects)
+  // Nodes are built in a few contiguous batches per worker: one task per node would spend more on
+  // waking workers than on reading small shapes.
+  const std::size_t batches = std::min(objects.size(), std::size_t(BatchesPerWorker) * std::max(1u, pool.Size()));
+  std::vector<Handle(ShapeEntity)> nodes(objects.size());
+  std::vector<std::future<bool>> futures;
+  futures.reserve(batches);
+  for (std::size_t b = 0; b < batches; ++b)
   {
-    futures.push_back(GetThreadPool().Submit([object = object]() {
-      try
+    const std::size_t first = objects.size() * b / batches;
+    const std::size_t last = objects.size() * (b + 1) / batches;
+    futures.push_back(pool.Submit([&objects, &nodes, first, last]() {
+      for (std::size_t i = first; i < last; ++i)
       {
-        return BuildNode(*object);
+        try
+        {
+          nodes[i] = BuildNode(*objects[i].first);
+        }
+        catch (const Standard_Failure&)
+        {
+          return false;
+        }
+        catch (const std::exception&)
+        {
+          return false;
+        }
+        if (nodes[i].IsNull())
+          return false;
       }
-      catch (const Standard_Failure&)
-      {
-        return Handle(ShapeEntity)();
-      }
-      catch (const std::exception&)
-      {
-        return Handle(ShapeEntity)();
-      }
+      return true;
     }));
   }
-  std::vector<Handle(ShapeEntity)> nodes;
-  nodes.reserve(objects.size());
   bool complete = true;
   for (auto& future : futures)
-  {
-    nodes.push_back(future.get());
-    complete = complete && !nodes.back().IsNull();
-  }
+    complete = future.get() && complete;
   if (!complete)
     return Handle(ShapeEntity)();
 

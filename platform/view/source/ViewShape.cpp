@@ -148,13 +148,15 @@ void ViewShape::SetSubShapeAspect(const TopoDS_Shape& subShape, const Quantity_C
 
 void ViewShape::SetFaceBoundary()
 {
+  // One aspect serves the whole tree; RestoreFaceColor gives a part its own again.
+  const Handle(Prs3d_LineAspect) boundary = FaceBoundaryAspect();
   myDrawer->SetFaceBoundaryDraw(true);
-  myDrawer->SetFaceBoundaryAspect(FaceBoundaryAspect());
+  myDrawer->SetFaceBoundaryAspect(boundary);
   SetToUpdate();
   for (const Handle(ViewShape)& shape : GetAllSubViewShapes())
   {
     shape->myDrawer->SetFaceBoundaryDraw(true);
-    shape->myDrawer->SetFaceBoundaryAspect(FaceBoundaryAspect());
+    shape->myDrawer->SetFaceBoundaryAspect(boundary);
     shape->SetToUpdate();
   }
 }

@@ -2,6 +2,8 @@
 
 #include <entity/ShapeEntity.h>
 
+#include <cadtools/ThreadPool.h>
+
 #include <json/value.h>
 
 #include <string>
@@ -21,6 +23,8 @@ public:
   // Returns the tree rebuilt from a JSON object written by ExportToJson (nodes built on the thread
   // pool, linked on the caller's thread); null when the object is no display-shape object.
   static opencascade::handle<ShapeEntity> LoadFromJson(const Json::Value& json);
+  // The same, building the nodes on `pool` instead of the shared pool.
+  static opencascade::handle<ShapeEntity> LoadFromJson(const Json::Value& json, ThreadPool& pool);
 
   // Returns whether the shape is worth keeping: it shows a shape of its own or has display children.
   static bool CheckShapeValid(opencascade::handle<ShapeEntity> shape);
