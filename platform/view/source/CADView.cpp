@@ -35,7 +35,11 @@ std::unique_ptr<CADView> CADView::CreateOffscreen(int width, int height)
     return nullptr;
   try
   {
-    Handle(Aspect_DisplayConnection) connection = new Aspect_DisplayConnection();
+    // One connection serves every offscreen view for the life of the process: opening and closing
+    // the display (and loading and unloading its GL driver) for each view is slow.
+    static const Handle(Aspect_DisplayConnection)* const shared =
+      new Handle(Aspect_DisplayConnection)(new Aspect_DisplayConnection());
+    const Handle(Aspect_DisplayConnection)& connection = *shared;
     if (connection->GetDisplayAspect() == nullptr)
       return nullptr;
     std::unique_ptr<CADView> view(new CADView());

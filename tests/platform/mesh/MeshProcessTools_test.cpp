@@ -1,3 +1,4 @@
+#include <cadtools/ModelUtils.h>
 #include <mesh/AIS_Mesh.h>
 #include <mesh/MeshProcessTools.h>
 #include <view/CADView.h>
@@ -50,6 +51,22 @@ TEST(MeshProcessTools, BoxMeshIsClosedWithTheBoxArea)
   for (const auto& t : mesh->Triangles)
     volume += mesh->Vertices[t[0]].Dot(mesh->Vertices[t[1]].Crossed(mesh->Vertices[t[2]])) / 6.0;
   EXPECT_NEAR(volume, 6000.0, 1e-9);
+}
+
+TEST(MeshProcessTools, BackFacesOfABoxMeshAreFilteredOut)
+{
+  const auto mesh = MeshProcessTools::CreateWatertightMesh(Solids::Box(10, 20, 30), 0.1);
+  // Seen from far above only the top face (z = 30) faces the viewer; from a corner, three faces.
+  const auto top = MeshData::FromTriangulation(ModelUtils::FilterBackFace(mesh->ToTriangulation(), gp_Pnt(5, 10, 1000)),
+                                               mesh->GetTrsf());
+  EXPECT_EQ(top->Triangles.size(), 2u);
+  EXPECT_NEAR(MeshProcessTools::Area(*top), 200.0, 1e-9);
+  for (const gp_XYZ& p : top->Vertices)
+    EXPECT_NEAR(p.Z(), 30.0, 1e-12);
+  const auto corner = MeshData::FromTriangulation(
+    ModelUtils::FilterBackFace(mesh->ToTriangulation(), gp_Pnt(100, 100, 100)), mesh->GetTrsf());
+  EXPECT_NEAR(MeshProcessTools::Area(*corner), 10 * 20 + 20 * 30 + 10 * 30, 1e-9);
+  EXPECT_TRUE(MeshData().ToTriangulation().IsNull());
 }
 
 TEST(MeshProcessTools, CurvedSolidsAndBadInput)
