@@ -23,6 +23,11 @@ Handle(V3d_Viewer) MakeViewer(const Handle(Aspect_DisplayConnection)& display)
 
 CADView::CADView() : myContext(new AIS_InteractiveContext(MakeViewer(Handle(Aspect_DisplayConnection)()))) {}
 
+CADView::CADView(const Handle(AIS_InteractiveContext)& context, const Handle(V3d_View)& view)
+  : myContext(context), myView(view)
+{
+}
+
 CADView::~CADView()
 {
   myContext->RemoveAll(false);
@@ -42,16 +47,15 @@ std::unique_ptr<CADView> CADView::CreateOffscreen(int width, int height)
     const Handle(Aspect_DisplayConnection)& connection = *shared;
     if (connection->GetDisplayAspect() == nullptr)
       return nullptr;
-    std::unique_ptr<CADView> view(new CADView());
     Handle(V3d_Viewer) viewer = MakeViewer(connection);
-    view->myContext = new AIS_InteractiveContext(viewer);
-    view->myView = viewer->CreateView();
+    Handle(AIS_InteractiveContext) context = new AIS_InteractiveContext(viewer);
+    Handle(V3d_View) view = viewer->CreateView();
     Handle(Xw_Window) window = new Xw_Window(connection, "workpiece", 0, 0, width, height);
     window->SetVirtual(true);
-    view->myView->SetWindow(window);
-    view->myView->SetBackgroundColor(Quantity_Color(Quantity_NOC_WHITE));
-    view->myView->SetProj(V3d_XposYnegZpos);
-    return view;
+    view->SetWindow(window);
+    view->SetBackgroundColor(Quantity_Color(Quantity_NOC_WHITE));
+    view->SetProj(V3d_XposYnegZpos);
+    return std::unique_ptr<CADView>(new CADView(context, view));
   }
   catch (const Standard_Failure&)
   {

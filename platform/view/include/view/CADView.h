@@ -59,6 +59,8 @@ public:
   bool DumpImage(const std::string& path);
 
 private:
+  CADView(const Handle(AIS_InteractiveContext)& context, const Handle(V3d_View)& view);
+
   Handle(AIS_InteractiveContext) myContext;
   Handle(V3d_View) myView;
   unsigned long long myMovedCount = 0;
