@@ -1,0 +1,163 @@
+// Display-tree files: a tree of 1,000 parts written and read as JSON (ViewShapeUtil) against the
+// plain BRepTools text write and read of the same shapes, and the read on the shared pool against
+// the same read on one thread.
+#include <entity/ViewShapeUtil.h>
+
+#include <cadtools/DataHandle.h>
+#include <cadtools/ThreadPool.h>
+
+#include <BRepPrimAPI_MakeBox.hxx>
+#include <BRepPrimAPI_MakeCylinder.hxx>
+#include <BRepTools.hxx>
+#include <BRep_Builder.hxx>
+#include <TopExp_Explorer.hxx>
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace
+{
+constexpr int Groups = 9;
+constexpr int PartsPerGroup = 110;
+
+// Returns the tree: a root over 9 groups of 110 parts (1,000 nodes), boxes and cylinders, each
+// part placed and with one face painted.
+Handle(ShapeEntity) BuildTree()
+{
+  Handle(ShapeEntity) root = new ShapeEntity(TopoDS_Shape(), Uuid::CreateUuid());
+  std::vector<Handle(ViewShape)> groups;
+  for (int g = 0; g < Groups; ++g)
+  {
+    Handle(ShapeEntity) group = new ShapeEntity(BRepPrimAPI_MakeBox(50, 50, 5).Shape(), Uuid::CreateUuid());
+    std::vector<Handle(ViewShape)> parts;
+    for (int i = 0; i < PartsPerGroup; ++i)
+    {
+      const TopoDS_Shape shape = i % 2 == 0 ? BRepPrimAPI_MakeBox(10 + i, 20, 30).Shape()
+                                            : BRepPrimAPI_MakeCylinder(5 + i * 0.1, 40).Shape();
+      Handle(ShapeEntity) part = new ShapeEntity(shape, Uuid::CreateUuid());
+      gp_Trsf place;
+      place.SetTranslation(gp_Vec(60.0 * i, 100.0 * g, 0));
+      part->SetLocalTransformation(place);
+      part->SetCustomColor(TopExp_Explorer(shape, TopAbs_FACE).Current(), Quantity_Color(0.1, 0.009 * i, 0.5, Quantity_TOC_RGB));
+      parts.push_back(part);
+    }
+    group->AddShapeListToAISChilde(parts);
+    groups.push_back(group);
+  }
+  root->AddShapeListToAISChilde(groups);
+  return root;
+}
+
+const Handle(ShapeEntity)& Tree()
+{
+  static const Handle(ShapeEntity) tree = BuildTree();
+  return tree;
+}
+
+std::vector<TopoDS_Shape> TreeShapes()
+{
+  std::vector<TopoDS_Shape> shapes;
+  for (const Handle(ViewShape)& node : Tree()->GetAllSubViewShapes())
+    shapes.push_back(node->GetEntityShape());
+  return shapes;
+}
+
+std::string Folder()
+{
+  static const std::string dir = (std::filesystem::temp_directory_path() / "bench_viewshape").string() + "/";
+  std::filesystem::create_directories(dir);
+  return dir;
+}
+
+void ExportJson(benchmark::State& state)
+{
+  const std::string path = Folder() + "tree.json";
+  for (auto _ : state)
+    benchmark::DoNotOptimize(ViewShapeUtil::ExportToFile(Tree(), path, false));
+}
+
+void WriteBRep(benchmark::State& state)
+{
+  const std::vector<TopoDS_Shape> shapes = TreeShapes();
+  const std::string path = Folder() + "tree.brep";
+  for (auto _ : state)
+  {
+    std::ofstream out(path);
+    for (const TopoDS_Shape& shape : shapes)
+      BRepTools::Write(shape, out, true, false, TopTools_FormatVersion_VERSION_3);
+  }
+}
+
+void LoadJson(benchmark::State& state, ThreadPool& pool)
+{
+  const std::string path = Folder() + "tree.json";
+  ViewShapeUtil::ExportToFile(Tree(), path, false);
+  for (auto _ : state)
+  {
+    Handle(ShapeEntity) tree = ViewShapeUtil::LoadFromJson(DataHandle::LoadJson(path), pool);
+    // Releasing what was read is not part of reading it (here as in ReadBRep).
+    state.PauseTiming();
+    if (tree.IsNull() || tree->GetAllSubViewShapes().size() + 1 != 1000)
+      state.SkipWithError("the tree did not load back whole");
+    tree.Nullify();
+    state.ResumeTiming();
+  }
+}
+
+void LoadJsonPool(benchmark::State& state)
+{
+  LoadJson(state, GetThreadPool());
+}
+
+void LoadJsonOneThread(benchmark::State& state)
+{
+  ThreadPool single(1);
+  LoadJson(state, single);
+}
+
+// The share of the JSON read that is only the parse of the document.
+void ParseJsonOnly(benchmark::State& state)
+{
+  const std::string path = Folder() + "tree.json";
+  ViewShapeUtil::ExportToFile(Tree(), path, false);
+  for (auto _ : state)
+    benchmark::DoNotOptimize(DataHandle::LoadJson(path).size());
+}
+
+void ReadBRep(benchmark::State& state)
+{
+  const std::vector<TopoDS_Shape> shapes = TreeShapes();
+  const std::string path = Folder() + "tree.brep";
+  {
+    std::ofstream out(path);
+    for (const TopoDS_Shape& shape : shapes)
+      BRepTools::Write(shape, out, true, false, TopTools_FormatVersion_VERSION_3);
+  }
+  for (auto _ : state)
+  {
+    std::ifstream in(path);
+    std::vector<TopoDS_Shape> read(shapes.size());
+    for (TopoDS_Shape& shape : read)
+      BRepTools::Read(shape, in, BRep_Builder());
+    state.PauseTiming();
+    if (std::count_if(read.begin(), read.end(), [](const TopoDS_Shape& s) { return !s.IsNull(); }) !=
+        static_cast<long>(shapes.size()))
+      state.SkipWithError("the shapes did not read back");
+    read.clear();
+    state.ResumeTiming();
+  }
+}
+} // namespace
+
+BENCHMARK(ExportJson)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(WriteBRep)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(LoadJsonPool)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(LoadJsonOneThread)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(ParseJsonOnly)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(ReadBRep)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+BENCHMARK_MAIN();
