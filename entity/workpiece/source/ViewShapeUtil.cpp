@@ -1,0 +1,321 @@
+#include <entity/ViewShapeUtil.h>
+
+#include <cadtools/DataHandle.h>
+#include <cadtools/ThreadPool.h>
+
+#include <BRepTools.hxx>
+#include <BRep_Builder.hxx>
+#include <Prs3d_ShadingAspect.hxx>
+#include <Standard_Failure.hxx>
+#include <TopExp_Explorer.hxx>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <future>
+#include <sstream>
+#include <utility>
+#include <vector>
+
+namespace
+{
+// Sub-shape kinds with colour lists, in writing order, with the list names.
+const std::pair<TopAbs_ShapeEnum, const char*> ColourLists[] = {{TopAbs_FACE, "FaceColorList"},
+                                                                 {TopAbs_SHELL, "ShellColorList"},
+                                                                 {TopAbs_SOLID, "SolidColorList"},
+                                                                 {TopAbs_COMPSOLID, "CSolidColorList"},
+                                                                 {TopAbs_COMPOUND, "CPSolidColorList"}};
+
+constexpr std::uint64_t MixSeed = 0x9f6f16f96a7e407eULL;
+constexpr std::uint64_t MixFactor = 0xc6a4a7935bd1e995ULL;
+constexpr int MixShift = 47;
+// Colours are told apart to a thousandth.
+constexpr double ColourScale = 1000.0;
+constexpr int ColourDecimals = 6;
+
+// Returns the colour index: the components to a thousandth, mixed into one 64-bit hash.
+std::uint64_t ColourIndex(const Quantity_Color& colour)
+{
+  std::uint64_t h = MixSeed;
+  for (const double component : {colour.Red(), colour.Green(), colour.Blue()})
+  {
+    std::uint64_t k = static_cast<std::uint64_t>(std::ceil(component * ColourScale));
+    k *= MixFactor;
+    k ^= k >> MixShift;
+    k *= MixFactor;
+    h = (h ^ k) * MixFactor;
+  }
+  h ^= h >> MixShift;
+  h *= MixFactor;
+  h ^= h >> MixShift;
+  return h;
+}
+
+Json::Value ColourLayer(const ViewShape& shape, const TopoDS_Shape& written)
+{
+  Json::Value layer(Json::objectValue);
+  Json::Value colours(Json::objectValue);
+  for (const auto& [kind, name] : ColourLists)
+  {
+    Json::Value list(Json::objectValue);
+    int position = 0;
+    for (TopExp_Explorer ex(written, kind); ex.More(); ex.Next(), ++position)
+    {
+      const Handle(AIS_ColoredDrawer)* drawer = shape.CustomAspectsMap().Seek(ex.Current());
+      if (drawer == nullptr || (*drawer)->ShadingAspect().IsNull())
+        continue;
+      const Handle(Prs3d_ShadingAspect)& shading = (*drawer)->ShadingAspect();
+      const Quantity_Color colour = shading->Color(Aspect_TOFM_FRONT_SIDE);
+      const std::uint64_t index = ColourIndex(colour);
+      Json::Value entry(Json::objectValue);
+      entry["ColorIndex"] = Json::UInt64(index);
+      entry["Transparency"] = shading->Transparency(Aspect_TOFM_FRONT_SIDE);
+      entry["Material"] = static_cast<int>(shading->Material(Aspect_TOFM_FRONT_SIDE).Name());
+      list[std::to_string(position)] = entry;
+      const std::string key = std::to_string(index);
+      if (!colours.isMember(key))
+        colours[key] =
+          DataHandle::PntToJsonArr(gp_Pnt(colour.Red(), colour.Green(), colour.Blue()), ColourDecimals);
+    }
+    layer[name] = list;
+  }
+  layer["Colors"] = colours;
+  return layer;
+}
+
+// Returns the number held in `value`, or `fallback` when it holds none.
+double NumberOr(const Json::Value& value, double fallback)
+{
+  return value.isNumeric() && std::isfinite(value.asDouble()) ? value.asDouble() : fallback;
+}
+
+// Returns the colour of a [r, g, b] array, or false when it is no such array.
+std::pair<bool, Quantity_Color> ReadColour(const Json::Value& value)
+{
+  if (!value.isArray() || value.size() != 3)
+    return {false, Quantity_Color()};
+  double rgb[3];
+  for (Json::ArrayIndex i = 0; i < 3; ++i)
+  {
+    if (!value[i].isNumeric() || !std::isfinite(value[i].asDouble()))
+      return {false, Quantity_Color()};
+    rgb[i] = std::clamp(value[i].asDouble(), 0.0, 1.0);
+  }
+  return {true, Quantity_Color(rgb[0], rgb[1], rgb[2], Quantity_TOC_RGB)};
+}
+
+// Applies the colour lists of "ColorLayer" to the sub-shapes of the node's shape, by position.
+void ApplyColourLayer(ShapeEntity& node, const Json::Value& layer)
+{
+  if (!layer.isObject())
+    return;
+  const Json::Value& colours = layer["Colors"];
+  for (const auto& [kind, name] : ColourLists)
+  {
+    const Json::Value& list = layer[name];
+    if (!list.isObject())
+      continue;
+    std::vector<TopoDS_Shape> subShapes;
+    for (TopExp_Explorer ex(node.GetEntityShape(), kind); ex.More(); ex.Next())
+      subShapes.push_back(ex.Current());
+    for (const std::string& key : list.getMemberNames())
+    {
+      const Json::Value& entry = list[key];
+      char* end = nullptr;
+      const unsigned long position = std::strtoul(key.c_str(), &end, 10);
+      if (end == key.c_str() || *end != '\0' || position >= subShapes.size() || !entry.isObject() ||
+          !entry["ColorIndex"].isUInt64() || !colours.isObject())
+        continue;
+      const auto [found, colour] = ReadColour(colours[std::to_string(entry["ColorIndex"].asUInt64())]);
+      if (!found)
+        continue;
+      const int material = entry["Material"].isInt() ? entry["Material"].asInt() : -1;
+      node.SetSubShapeAspect(subShapes[position], colour, NumberOr(entry["Transparency"], 0.0), material);
+    }
+  }
+}
+
+// Returns the node built from one display-shape object (its children not attached), null when
+// its data cannot be read.
+Handle(ShapeEntity) BuildNode(const Json::Value& object)
+{
+  const Uuid id = Uuid::FromString(object["uuid"].asString());
+  const int modelType = object["ModelType"].isInt() ? object["ModelType"].asInt() : ViewShape::BRepModel;
+  const Json::Value& data = object["data"];
+  Handle(ShapeEntity) node;
+  if (modelType == ViewShape::MeshModel && data.isObject())
+  {
+    node = new ShapeEntity(TopoDS_Shape(), id);
+    if (!node->CreateMeshData(data))
+      return Handle(ShapeEntity)();
+  }
+  else if (modelType == ViewShape::CloudModel && data.isString() && !data.asString().empty())
+  {
+    node = new ShapeEntity(TopoDS_Shape(), id);
+    if (!node->CreateCloudData(data))
+      return Handle(ShapeEntity)();
+  }
+  else
+  {
+    if (!data.isString())
+      return Handle(ShapeEntity)();
+    TopoDS_Shape shape;
+    if (!data.asString().empty())
+    {
+      std::istringstream in(data.asString());
+      BRepTools::Read(shape, in, BRep_Builder());
+      if (shape.IsNull() || in.fail())
+        return Handle(ShapeEntity)();
+    }
+    node = new ShapeEntity(shape, id);
+    ApplyColourLayer(*node, object["ColorLayer"]);
+  }
+  node->SetModelType(modelType);
+  node->SetLocalTransformation(DataHandle::JsonArrToTrsf(object["trsf"]));
+  if (const auto [found, colour] = ReadColour(object["color"]); found)
+    node->SetColor(colour);
+  node->SetCollisionGap(NumberOr(object["MinGap"], 0.0));
+  return node;
+}
+
+// Returns whether `value` looks like a display-shape object.
+bool IsNodeObject(const Json::Value& value)
+{
+  return value.isObject() && value["uuid"].isString();
+}
+} // namespace
+
+Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool clean)
+{
+  if (shape.IsNull())
+    return Json::Value();
+  Json::Value json(Json::objectValue);
+  json["uuid"] = shape->GetId().ToString();
+  json["data"] = "";
+  json["trsf"] = DataHandle::TrsfToJsonArr(shape->LocalTransformation());
+  const Quantity_Color colour = shape->GetColor();
+  Json::Value rgb(Json::arrayValue);
+  rgb.append(colour.Red());
+  rgb.append(colour.Green());
+  rgb.append(colour.Blue());
+  json["color"] = rgb;
+  json["childs"] = Json::Value();
+  json["ModelType"] = shape->GetModelType();
+  json["MinGap"] = shape->GetCollisionGap();
+
+  if (shape->GetModelType() == ViewShape::MeshModel)
+  {
+    if (const Handle(mesh::AIS_Mesh) m = shape->GetMesh(); !m.IsNull())
+    {
+      json["data"] = m->ToJson();
+      return json;
+    }
+  }
+  if (shape->GetModelType() == ViewShape::CloudModel)
+  {
+    if (const Handle(CloudShape) cloud = shape->GetCloudShape(); !cloud.IsNull())
+    {
+      json["data"] = cloud->PCDToString();
+      return json;
+    }
+  }
+  if (shape->ChildCount() > 0)
+  {
+    Json::Value children(Json::arrayValue);
+    for (const Handle(PrsMgr_PresentableObject)& child : shape->Children())
+    {
+      const Handle(ShapeEntity) part = Handle(ShapeEntity)::DownCast(child);
+      if (!part.IsNull() && part->NeedSave())
+        children.append(ExportToJson(part, false));
+    }
+    json["childs"] = children;
+  }
+  TopoDS_Shape written = BaseViewShape::GetTopoDSFromShell(shape->GetEntityShape());
+  if (clean && !written.IsNull())
+  {
+    BRepTools::CleanGeometry(written);
+    BRepTools::RemoveUnusedPCurves(written);
+  }
+  std::ostringstream out;
+  if (!written.IsNull())
+    BRepTools::Write(written, out, true, false, TopTools_FormatVersion_VERSION_3);
+  json["data"] = out.str();
+  json["ColorLayer"] = ColourLayer(*shape, written);
+  return json;
+}
+
+bool ViewShapeUtil::ExportToFile(const Handle(ViewShape)& shape, const std::string& path, bool clean)
+{
+  DataHandle::CheckOrCreateDir(path);
+  const Json::Value json = ExportToJson(shape, clean);
+  DataHandle::SaveJson(json, path);
+  return true;
+}
+
+Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json)
+{
+  if (!IsNodeObject(json))
+    return Handle(ShapeEntity)();
+  // Collect every object of the tree with the position of its parent (-1 for the root).
+  std::vector<std::pair<const Json::Value*, int>> objects{{&json, -1}};
+  for (std::size_t i = 0; i < objects.size(); ++i)
+  {
+    const Json::Value& children = (*objects[i].first)["childs"];
+    if (!children.isArray())
+      continue;
+    for (const Json::Value& child : children)
+    {
+      if (!IsNodeObject(child))
+        return Handle(ShapeEntity)();
+      objects.emplace_back(&child, static_cast<int>(i));
+    }
+  }
+
+  std::vector<std::future<Handle(ShapeEntity)>> futures;
+  futures.reserve(objects.size());
+  for (const auto& [object, parent] : objects)
+  {
+    futures.push_back(GetThreadPool().Submit([object = object]() {
+      try
+      {
+        return BuildNode(*object);
+      }
+      catch (const Standard_Failure&)
+      {
+        return Handle(ShapeEntity)();
+      }
+      catch (const std::exception&)
+      {
+        return Handle(ShapeEntity)();
+      }
+    }));
+  }
+  std::vector<Handle(ShapeEntity)> nodes;
+  nodes.reserve(objects.size());
+  bool complete = true;
+  for (auto& future : futures)
+  {
+    nodes.push_back(future.get());
+    complete = complete && !nodes.back().IsNull();
+  }
+  if (!complete)
+    return Handle(ShapeEntity)();
+
+  std::vector<std::vector<Handle(ViewShape)>> children(objects.size());
+  for (std::size_t i = 1; i < objects.size(); ++i)
+    children[objects[i].second].push_back(nodes[i]);
+  for (std::size_t i = 0; i < objects.size(); ++i)
+    if (!children[i].empty())
+      nodes[i]->AddShapeListToAISChilde(children[i]);
+  const Handle(ShapeEntity)& root = nodes.front();
+  root->SetUpdateLayerFlag(true);
+  root->SetFaceBoundary();
+  return root;
+}
+
+bool ViewShapeUtil::CheckShapeValid(Handle(ShapeEntity) shape)
+{
+  const bool valid = !shape.IsNull() && (!shape->GetEntityShape().IsNull() || shape->ChildCount() > 0);
+  shape.Nullify();
+  return valid;
+}
