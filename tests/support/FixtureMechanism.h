@@ -27,5 +27,5 @@ public:
   // Adds a part that rides on no link, showing `body` in the entity's own frame.
   opencascade::handle<ShapeEntity> AddFixPart(const TopoDS_Shape& body);
   FixtureLinkRod* Link(size_t position) const { return FixtureLinkRod::Of(GetLink(position)); }
-  const std::vector<unsigned long long>& RootLinkHashes() const { return myRootLinkHashes; }
+  std::vector<unsigned long long>& RootLinkHashes() { return myRootLinkHashes; }
 };

@@ -71,15 +71,20 @@ gp_Trsf Mechanisms::PositionerFlange()
 
 std::unique_ptr<FixtureMechanism> Mechanisms::BuildRobot()
 {
-  auto robot = std::make_unique<FixtureMechanism>("robot", SixAxisRobot());
-  robot->AddFlange(robot->GetLinkRods().back()->GetLinkHashIndex(), RobotFlange());
+  const std::vector<JointSpec> chain = SixAxisRobot();
+  auto robot = std::make_unique<FixtureMechanism>("robot", chain);
+  // A flange is held in the entity frame at the zero pose, like a link's axis.
+  const gp_Trsf lastAtZero = LinkFrames(chain, std::vector<double>(chain.size(), 0.0)).back();
+  robot->AddFlange(robot->GetLinkRods().back()->GetLinkHashIndex(), lastAtZero * RobotFlange());
   return robot;
 }
 
 std::unique_ptr<FixtureMechanism> Mechanisms::BuildPositioner()
 {
-  auto positioner = std::make_unique<FixtureMechanism>("positioner", TwoAxisPositioner());
-  positioner->AddFlange(positioner->GetLinkRods().back()->GetLinkHashIndex(), PositionerFlange());
+  const std::vector<JointSpec> chain = TwoAxisPositioner();
+  auto positioner = std::make_unique<FixtureMechanism>("positioner", chain);
+  const gp_Trsf tableAtZero = LinkFrames(chain, std::vector<double>(chain.size(), 0.0)).back();
+  positioner->AddFlange(positioner->GetLinkRods().back()->GetLinkHashIndex(), tableAtZero * PositionerFlange());
   return positioner;
 }
 

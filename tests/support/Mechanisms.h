@@ -16,9 +16,9 @@ public:
   static std::vector<JointSpec> SixAxisRobot();
   // Base link (fixed slide), a tilt axis about X and a turntable about the tilted Z.
   static std::vector<JointSpec> TwoAxisPositioner();
-  // Tool flange on the robot's last link.
+  // Tool flange in the robot's last link frame.
   static gp_Trsf RobotFlange();
-  // Part flange on the positioner's table.
+  // Part flange in the positioner's table frame.
   static gp_Trsf PositionerFlange();
   // The robot with flange 0 on its last link.
   static std::unique_ptr<FixtureMechanism> BuildRobot();
