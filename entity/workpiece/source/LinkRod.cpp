@@ -9,11 +9,14 @@
 #include <gp_Vec.hxx>
 
 #include <algorithm>
+#include <cmath>
 
 namespace
 {
 // Band within which GetLimitValue snaps a value onto a limit.
 constexpr double LimitSnap = 1.0e-6;
+// Departure of a scale factor from 1 below which a transform still counts as rigid.
+constexpr double UnitScaleTolerance = 1.0e-12;
 constexpr double Pi = 3.141592653589793;
 constexpr double DegreesPerRadian = 180.0 / Pi;
 
@@ -32,6 +35,19 @@ bool IsConfiguredRotary(JointType type)
 gp_Dir RotationColumn(const gp_Trsf& trsf, int index)
 {
   return gp_Dir(trsf.HVectorialPart().Column(index + 1));
+}
+// Whether `trsf` is a rotation and a translation only, with its rotation available as a quaternion.
+bool IsRigid(const gp_Trsf& trsf)
+{
+  return trsf.Form() != gp_Other && std::abs(trsf.ScaleFactor() - 1.0) <= UnitScaleTolerance;
+}
+
+// Returns `v` turned by the unit quaternion `q`: v + 2w (r × v) + 2 r × (r × v), r the vector part.
+gp_XYZ Rotated(const gp_Quaternion& q, const gp_XYZ& v)
+{
+  const gp_XYZ r(q.X(), q.Y(), q.Z());
+  const gp_XYZ t = r.Crossed(v) * 2.0;
+  return v + t * q.W() + r.Crossed(t);
 }
 } // namespace
 
@@ -84,21 +100,49 @@ gp_Dir LinkRod::GetCenterAxis() const
   return RotationColumn(myCenterTrsf, AxisIndex(myConfigJointType));
 }
 
+void LinkRod::SetPositionWcs(const gp_Trsf& trsf)
+{
+  myWcs = trsf;
+  myWcsRotation = IsRigid(trsf) ? trsf.GetRotation() : gp_Quaternion();
+}
+
 bool LinkRod::Forward(double value)
 {
   static const gp_Trsf identity;
   const gp_Trsf& father =
     myParent ? myParent->myWcs : (myRootEntity ? myRootEntity->GetRootMdlTrsf() : identity);
   myJointValue = value;
-  gp_Trsf motion;
-  const double delta = value - myResetState;
-  if (myJointType == JointType::Rotary)
-    motion.SetRotation(myAxis, delta);
-  else if (myJointType == JointType::Linear)
-    motion.SetTranslation(gp_Vec(myAxis.Direction()) * delta);
-  else
+  if (myJointType != JointType::Rotary && myJointType != JointType::Linear)
     return false;
-  myWcs = father * motion;
+  const double delta = value - myResetState;
+  const gp_XYZ& u = myAxis.Direction().XYZ();
+  if (!IsRigid(father) || (myParent == nullptr && myJointType == JointType::Rotary))
+  {
+    // The general product: scaled or mirrored fathers, and rotary base links, whose father
+    // (the root placement) has no quaternion at hand.
+    gp_Trsf motion;
+    if (myJointType == JointType::Rotary)
+      motion.SetRotation(myAxis, delta);
+    else
+      motion.SetTranslation(gp_Vec(u) * delta);
+    SetPositionWcs(father * motion);
+    return true;
+  }
+  if (myJointType == JointType::Linear)
+  {
+    // World = father × translation(d): father's rotation, and father(d) as translation.
+    myWcsRotation = myParent != nullptr ? myParent->myWcsRotation : father.GetRotation();
+    myWcs = father;
+    myWcs.SetTranslationPart(gp_Vec(father.TranslationPart() + father.HVectorialPart() * (u * delta)));
+    return true;
+  }
+  // World = father × rotation(delta about the axis through p): its rotation is the product of
+  // the quaternions, its translation father(p) - Rw p.
+  const gp_Quaternion motion(gp_Vec(u), delta);
+  myWcsRotation = myParent->myWcsRotation * motion;
+  const gp_XYZ& p = myAxis.Location().XYZ();
+  const gp_XYZ location = father.TranslationPart() + father.HVectorialPart() * p - Rotated(myWcsRotation, p);
+  myWcs.SetTransformation(myWcsRotation, gp_Vec(location));
   return true;
 }
 

@@ -7,6 +7,7 @@
 #include <Standard_Handle.hxx>
 #include <gp_Ax1.hxx>
 #include <gp_Dir.hxx>
+#include <gp_Quaternion.hxx>
 #include <gp_Trsf.hxx>
 #include <json/value.h>
 
@@ -48,7 +49,7 @@ public:
   void SetCenterTrsf(const gp_Trsf& trsf) { myCenterTrsf = trsf; }
   // Current world displacement of the link.
   const gp_Trsf& GetWcs() const { return myWcs; }
-  void SetPositionWcs(const gp_Trsf& trsf) { myWcs = trsf; }
+  void SetPositionWcs(const gp_Trsf& trsf);
   const std::string& GetName() const { return myName; }
   unsigned long long GetLinkHashIndex() const { return myLinkHash; }
   const std::vector<opencascade::handle<ShapeEntity>>& GetSubMdls() const { return mySubMdls; }
@@ -130,4 +131,7 @@ private:
   std::vector<opencascade::handle<ShapeEntity>> mySubMdls;
   gp_Trsf myCenterTrsf;
   GenericEntity* myRootEntity = nullptr;
+  // Rotation of the world transform as a quaternion, kept so that a child composes its own by one
+  // quaternion product instead of converting matrices (forward kinematics runs in inner loops).
+  gp_Quaternion myWcsRotation;
 };
