@@ -4,7 +4,7 @@ BUILD_DIR ?= build
 ASAN_DIR ?= build-asan
 BENCH_DIR ?= build-bench
 JOBS ?= 2
-XVFB := $(shell command -v xvfb-run >/dev/null 2>&1 && echo 'xvfb-run -a -s "-screen 0 1280x1024x24"')
+XVFB := $(CURDIR)/scripts/with-display.sh
 CLI := $(BUILD_DIR)/apps/workpiece/workpiece
 
 .PHONY: deps configure build demo test sanitize-test bench install clean

@@ -15,6 +15,6 @@ if(NOT TARGET workpiece_occt)
   target_include_directories(workpiece_occt SYSTEM INTERFACE ${OpenCASCADE_INCLUDE_DIR})
   target_link_libraries(workpiece_occt INTERFACE
     TKernel TKMath TKG2d TKG3d TKGeomBase TKBRep TKGeomAlgo TKTopAlgo TKPrim
-    TKBO TKBool TKShHealing TKMesh TKService TKV3d TKOpenGl
+    TKBO TKBool TKFillet TKOffset TKFeat TKShHealing TKMesh TKService TKV3d TKOpenGl
     TKXSBase TKSTEP TKSTEPBase TKSTEPAttr TKSTEP209 TKIGES)
 endif()

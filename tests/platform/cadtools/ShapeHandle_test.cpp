@@ -1,0 +1,103 @@
+#include <cadtools/ShapeHandle.h>
+
+#include <support/Solids.h>
+
+#include <AIS_Shape.hxx>
+#include <BRepBuilderAPI_MakeEdge.hxx>
+#include <BRepCheck_Analyzer.hxx>
+#include <BRep_Tool.hxx>
+#include <GC_MakeCircle.hxx>
+#include <TopExp.hxx>
+#include <TopExp_Explorer.hxx>
+#include <TopTools_IndexedMapOfShape.hxx>
+#include <TopoDS.hxx>
+#include <gtest/gtest.h>
+
+TEST(ShapeHandle, MeasuresOfKnownSolids)
+{
+  const TopoDS_Shape box = Solids::Box(40, 20, 10);
+  EXPECT_NEAR(ShapeHandle::GetAreaOrVol(box), 8000.0, 1e-6);
+  const TopoDS_Shape cylinder = Solids::Cylinder(5.0, 10.0);
+  EXPECT_NEAR(ShapeHandle::GetAreaOrVol(cylinder), M_PI * 250.0, 1e-6);
+  const TopoDS_Shape lsolid = Solids::LSolid(50, 10, 30);
+  ASSERT_TRUE(BRepCheck_Analyzer(lsolid).IsValid());
+  EXPECT_NEAR(ShapeHandle::GetAreaOrVol(lsolid), (2 * 50 * 10 - 100) * 30.0, 1e-6);
+
+  double area = 0.0;
+  int upward = 0;
+  for (TopExp_Explorer it(box, TopAbs_FACE); it.More(); it.Next())
+  {
+    const TopoDS_Face face = TopoDS::Face(it.Current());
+    area += ShapeHandle::GetAreaOrVol(face);
+    const auto [ok, normal] = ShapeHandle::GetNormal(face);
+    ASSERT_TRUE(ok);
+    const gp_Vec outward(gp_Pnt(20, 10, 5), ShapeHandle::GetFaceCenter(face));
+    EXPECT_GT(outward.Dot(gp_Vec(normal)), 0.0) << "normals point out of the solid";
+    upward += normal.IsEqual(gp::DZ(), 1e-12) ? 1 : 0;
+  }
+  EXPECT_NEAR(area, 2 * (800 + 400 + 200), 1e-6);
+  EXPECT_EQ(upward, 1);
+
+  // The lateral face of a cylinder has a normal at its parametric centre, perpendicular to the axis.
+  for (TopExp_Explorer it(cylinder, TopAbs_FACE); it.More(); it.Next())
+  {
+    const auto [ok, normal] = ShapeHandle::GetNormal(TopoDS::Face(it.Current()));
+    EXPECT_TRUE(ok);
+    EXPECT_TRUE(std::abs(normal.Z()) < 1e-12 || std::abs(std::abs(normal.Z()) - 1.0) < 1e-12);
+  }
+
+  const TopoDS_Edge circle = BRepBuilderAPI_MakeEdge(GC_MakeCircle(gp_Ax2(), 5.0).Value()).Edge();
+  EXPECT_NEAR(ShapeHandle::GetLength(circle), 10.0 * M_PI, 1e-9);
+  EXPECT_NEAR(ShapeHandle::GetAreaOrVol(circle), 10.0 * M_PI, 1e-9);
+
+  // The box of a box is the box again.
+  const TopoDS_Shape again = ShapeHandle::BndOBBGetTopoShape(ShapeHandle::GetTopoShapeBndOBB(box, 0.0));
+  ASSERT_FALSE(again.IsNull());
+  EXPECT_TRUE(BRepCheck_Analyzer(again).IsValid());
+  EXPECT_NEAR(ShapeHandle::GetAreaOrVol(again), 8000.0, 1e-6);
+  EXPECT_TRUE(ShapeHandle::BndOBBGetTopoShape(ShapeHandle::GetTopoShapeBndOBB(TopoDS_Shape(), 0.0)).IsNull());
+}
+
+TEST(ShapeHandle, EdgeEquality)
+{
+  const TopoDS_Shape box = Solids::Box(40, 20, 10);
+  TopTools_IndexedMapOfShape edges;
+  TopExp::MapShapes(box, TopAbs_EDGE, edges);
+  ASSERT_EQ(edges.Extent(), 12);
+  const TopoDS_Edge first = TopoDS::Edge(edges(1));
+  gp_Pnt a = BRep_Tool::Pnt(TopExp::FirstVertex(first));
+  gp_Pnt b = BRep_Tool::Pnt(TopExp::LastVertex(first));
+  EXPECT_TRUE(ShapeHandle::IsTwoEdgeEqual(first, BRepBuilderAPI_MakeEdge(b, a).Edge(), 1e-6, 0.1)) << "reversed copy";
+  EXPECT_TRUE(ShapeHandle::IsTwoEdgeEqual(first, BRepBuilderAPI_MakeEdge(a, b.Translated(gp_Vec(0, 0, 1e-7))).Edge(),
+                                          1e-6, 0.1));
+  EXPECT_FALSE(ShapeHandle::IsTwoEdgeEqual(first, BRepBuilderAPI_MakeEdge(a, b.Translated(gp_Vec(0, 0, 1e-3))).Edge(),
+                                           1e-6, 0.1));
+  for (int i = 2; i <= edges.Extent(); ++i)
+    EXPECT_FALSE(ShapeHandle::IsTwoEdgeEqual(first, TopoDS::Edge(edges(i)), 1e-6, 0.1)) << i;
+  // Same ends and length, different path: the upper and the lower half circle.
+  const Handle(Geom_Circle) circle5 = GC_MakeCircle(gp_Ax2(), 5.0).Value();
+  const TopoDS_Edge upper = BRepBuilderAPI_MakeEdge(circle5, 0.0, M_PI).Edge();
+  const TopoDS_Edge lower = BRepBuilderAPI_MakeEdge(circle5, M_PI, 2.0 * M_PI).Edge();
+  EXPECT_FALSE(ShapeHandle::IsTwoEdgeEqual(upper, lower, 1.0, 0.1));
+  EXPECT_TRUE(ShapeHandle::IsTwoEdgeEqual(upper, BRepBuilderAPI_MakeEdge(circle5, 0.0, M_PI).Edge(), 1e-6, 0.1));
+}
+
+TEST(ShapeHandle, ShapesOfADisplayTreeArePlaced)
+{
+  Handle(AIS_Shape) root = new AIS_Shape(Solids::Box(10, 10, 10));
+  Handle(AIS_Shape) child = new AIS_Shape(Solids::Box(1, 1, 1));
+  gp_Trsf up, aside;
+  up.SetTranslation(gp_Vec(0, 0, 100));
+  aside.SetTranslation(gp_Vec(5, 0, 0));
+  root->SetLocalTransformation(up);
+  child->SetLocalTransformation(aside);
+  root->AddChild(child);
+
+  const auto flat = ShapeHandle::GetShapes(root, false);
+  ASSERT_EQ(flat.size(), 1u);
+  const auto all = ShapeHandle::GetShapes(root, true);
+  ASSERT_EQ(all.size(), 2u);
+  Bnd_OBB box = ShapeHandle::GetTopoShapeBndOBB(all[1], 0.0);
+  EXPECT_TRUE(gp_Pnt(box.Center()).IsEqual(gp_Pnt(5.5, 0.5, 100.5), 1e-6)) << "child placed by both transforms";
+  EXPECT_TRUE(ShapeHandle::GetShapes(Handle(AIS_InteractiveObject)(), true).empty());
+}
