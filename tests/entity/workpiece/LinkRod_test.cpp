@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <gp_Ax2.hxx>
+
 #include <cmath>
 
 namespace
@@ -306,4 +308,50 @@ TEST(LinkRod, PartsFollowTheLinkAndKeepTheirInitialPlacement)
   table->UpdateMdls(true);
   EXPECT_TRUE(gpHandle::IsSameTrsf(part->Transformation(), table->GetWcs() * initial, Tol));
   EXPECT_TRUE(gpHandle::IsSameTrsf(part->GetInitTrsf(), initial, 0.0));
+}
+
+TEST(LinkRod, ForwardAgreesWithTheGeneralProductWhateverTheFather)
+{
+  // A rotary base, a slide and a turn; the root placement is rigid, then scaled, then mirrored.
+  FixtureMechanism entity("general", {});
+  FixtureLinkRod base(JointType::RotaryZ, AxisRange{-180, 180}, 0.0, gp_Ax1());
+  FixtureLinkRod slide(JointType::LinearX, AxisRange{-500, 500}, 0.0, gp_Ax1());
+  FixtureLinkRod turn(JointType::RotaryY, AxisRange{-180, 180}, 0.0, gp_Ax1());
+  slide.SetCenterTrsf(Translation(0, 40, 300) * Rotation(gp_Dir(1, 1, 0), 25));
+  turn.SetCenterTrsf(Translation(120, 0, 80));
+  base.AddChildLink(&slide);
+  slide.AddChildLink(&turn);
+  for (FixtureLinkRod* link : {&base, &slide, &turn})
+  {
+    link->SetRootEntity(&entity);
+    link->UpdateToAx1();
+  }
+  gp_Trsf scaled = Translation(5, 6, 7) * Rotation(gp::DX(), 30);
+  scaled.SetScaleFactor(2.0);
+  gp_Trsf mirrored;
+  mirrored.SetMirror(gp_Ax2(gp_Pnt(0, 0, 10), gp::DZ()));
+  for (const gp_Trsf& root : {Translation(5, 6, 7) * Rotation(gp::DX(), 30), scaled, mirrored})
+  {
+    entity.UpdateRootTrsf(root, false);
+    const double a = 0.4, d = -75.0, b = 1.3;
+    ASSERT_TRUE(base.Forward(a));
+    ASSERT_TRUE(slide.Forward(d));
+    ASSERT_TRUE(turn.Forward(b));
+    gp_Trsf expected = root;
+    gp_Trsf motion;
+    motion.SetRotation(base.GetAx1(), a);
+    expected.Multiply(motion);
+    EXPECT_TRUE(gpHandle::IsSameTrsf(base.GetWcs(), expected, Tol));
+    motion.SetTranslation(gp_Vec(slide.GetDirection()) * d);
+    expected.Multiply(motion);
+    EXPECT_TRUE(gpHandle::IsSameTrsf(slide.GetWcs(), expected, Tol));
+    motion.SetRotation(turn.GetAx1(), b);
+    expected.Multiply(motion);
+    EXPECT_TRUE(gpHandle::IsSameTrsf(turn.GetWcs(), expected, Tol));
+    EXPECT_NEAR(turn.GetWcs().ScaleFactor(), root.ScaleFactor(), Tol);
+  }
+  // A placement set from outside is taken up by the children.
+  slide.SetPositionWcs(Translation(1, 2, 3) * Rotation(gp::DZ(), 90));
+  ASSERT_TRUE(turn.Forward(0.0));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(turn.GetWcs(), slide.GetWcs(), Tol));
 }
