@@ -15,7 +15,9 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace
@@ -188,6 +190,43 @@ void BM_FloorSixRotations(benchmark::State& state)
   }
 }
 BENCHMARK(BM_FloorSixRotations);
+// The console report, plus the CPU time of every run kept for the ratios.
+class RatioReporter : public benchmark::ConsoleReporter
+{
+public:
+  void ReportRuns(const std::vector<Run>& runs) override
+  {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs)
+      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")
+        myCpu[run.run_name.function_name] = run.GetAdjustedCPUTime();
+  }
+
+  // Prints `name`'s time as a ratio of `anchor`'s, with the goal it is held to.
+  void Ratio(const std::string& name, const std::string& anchor, double goal) const
+  {
+    const auto n = myCpu.find(name);
+    const auto a = myCpu.find(anchor);
+    if (n == myCpu.end() || a == myCpu.end() || a->second <= 0.0)
+      return;
+    const double ratio = n->second / a->second;
+    std::printf("%-36s / %-22s = %.2f (goal <= %.2f)%s\n", name.c_str(), anchor.c_str(), ratio, goal,
+                ratio <= goal ? "" : "  MISSED");
+  }
+
+  // Prints `name`'s CPU time per call against a bound in nanoseconds.
+  void Bound(const std::string& name, double goalNs) const
+  {
+    const auto n = myCpu.find(name);
+    if (n == myCpu.end())
+      return;
+    std::printf("%-36s = %.0f ns per call (goal < %.0f ns)%s\n", name.c_str(), n->second, goalNs,
+                n->second < goalNs ? "" : "  MISSED");
+  }
+
+private:
+  std::map<std::string, double> myCpu;
+};
 } // namespace
 
 int main(int argc, char** argv)
@@ -196,7 +235,11 @@ int main(int argc, char** argv)
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv))
     return 1;
-  benchmark::RunSpecifiedBenchmarks();
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.Ratio("BM_GenericEntityForward", "BM_KdlJntToCart", 0.75);
+  reporter.Ratio("BM_GenericEntityForward", "BM_FloorSixRotations", 1.1);
+  reporter.Bound("BM_GenericEntityForwardTrsfNoView", 2000.0);
   benchmark::Shutdown();
   return 0;
 }
