@@ -110,8 +110,9 @@ const std::vector<double>& GenericEntity::GetCurrentValue(unsigned long long) co
 
 void GenericEntity::SetCurrentValue(const std::vector<double>& values, unsigned long long)
 {
-  std::copy(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(myCurrentValue.size()),
-            myCurrentValue.begin());
+  // A short vector from a caller sets what it has rather than reading past its end.
+  const size_t count = std::min(values.size(), myCurrentValue.size());
+  std::copy(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(count), myCurrentValue.begin());
 }
 
 void GenericEntity::SetParentEntity(GenericEntity* parent, int flangeIndex)
@@ -163,6 +164,8 @@ std::vector<double> GenericEntity::GetCurrentValueUi(unsigned long long) const
 bool GenericEntity::Forward(const std::vector<double>& values)
 {
   const size_t count = myLinkRods.size();
+  if (values.size() < count)
+    return false;
   for (size_t i = 0; i < count; ++i)
     if (!myLinkRods[i]->Forward(values[i]))
       return false;

@@ -451,9 +451,12 @@ TEST(GenericEntity, ResetGoesThroughEverySystemInOrder)
   robot.AddNewLink(nullptr);
   EXPECT_EQ(robot.GetCurrentValue(0), std::vector<double>(8, 0.0));
   EXPECT_EQ(robot.GetResetValue(), std::vector<double>(8, 0.0));
-  // SetCurrentValue copies only as many values as there are links.
+  // SetCurrentValue copies only as many values as there are links, or as it is given.
   robot.SetCurrentValue(std::vector<double>(10, 1.5), 0);
   EXPECT_EQ(robot.GetCurrentValue(0), std::vector<double>(8, 1.5));
+  robot.SetCurrentValue({0.5}, 0);
+  EXPECT_EQ(robot.GetCurrentValue(0), (std::vector<double>{0.5, 1.5, 1.5, 1.5, 1.5, 1.5, 1.5, 1.5}));
+  EXPECT_FALSE(robot.Forward(std::vector<double>(7, 0.0))) << "one value short";
 }
 
 TEST(GenericEntity, RemovingALinkUnhooksIt)

@@ -51,7 +51,7 @@ public:
   // Number of links seen by `system`.
   virtual int GetDOF(unsigned long long system) const;
   virtual const std::vector<double>& GetCurrentValue(unsigned long long system) const;
-  // Copies as many leading entries of `values` as the current vector holds.
+  // Copies as many leading entries of `values` as the current vector holds (or `values` has).
   virtual void SetCurrentValue(const std::vector<double>& values, unsigned long long system);
   virtual MechanismType GetMechanismType() { return 0; }
   // Sub-models that ride on no link.
@@ -91,8 +91,8 @@ public:
   // One value per link, rotary ones in degrees.
   std::vector<double> GetCurrentValueUi(unsigned long long system) const;
 
-  // Moves every link to its value in list order; false at the first link that cannot move.
-  // Sub-models are not moved.
+  // Moves every link to its value in list order; false at the first link that cannot move, or
+  // for fewer values than links. Sub-models are not moved.
   bool Forward(const std::vector<double>& values);
   // Moves the link after the base numbered `index` and every later link with its present value.
   bool Forward(int index, double value, bool checkLimit);
