@@ -1,0 +1,53 @@
+#include "FixtureMechanism.h"
+
+#include "Mechanisms.h"
+
+#include <cadtools/Uuid.h>
+
+namespace
+{
+opencascade::handle<ShapeEntity> NewPart(const TopoDS_Shape& body, const gp_Trsf& placement)
+{
+  opencascade::handle<ShapeEntity> part = new ShapeEntity(body, Uuid::CreateUuid());
+  part->SetTransformation(placement, false);
+  return part;
+}
+} // namespace
+
+FixtureMechanism::FixtureMechanism(const std::string& name, const std::vector<JointSpec>& chain)
+{
+  opencascade::handle<ViewShape> root = new ViewShape(TopoDS_Shape(), Uuid::CreateUuid());
+  root->SetName(name);
+  SetRootMdl(root);
+  const std::vector<gp_Trsf> zeroFrames = Mechanisms::LinkFrames(chain, std::vector<double>(chain.size(), 0.0));
+  FixtureLinkRod* parent = nullptr;
+  for (size_t i = 0; i < chain.size(); ++i)
+    parent = AddLink(chain[i], parent, zeroFrames[i]);
+}
+
+FixtureLinkRod* FixtureMechanism::AddLink(const JointSpec& spec, FixtureLinkRod* parent, const gp_Trsf& zeroFrame)
+{
+  const opencascade::handle<ShapeEntity> part = NewPart(spec.body, zeroFrame);
+  part->SetName(spec.name);
+  AddSubMdl(part);
+  auto link = std::make_shared<FixtureLinkRod>(spec.type, AxisRange{spec.lower, spec.upper}, 0.0, gp_Ax1());
+  link->SetRootEntity(this);
+  link->SetCenterTrsf(spec.Center());
+  link->UpdateLinkModelsAndInitTrsfByHash(ViewShape::HashIndexOf(Uuid::CreateUuid()), {part});
+  if (parent != nullptr)
+    parent->AddChildLink(link.get());
+  else
+    myRootLinkHashes.push_back(link->GetLinkHashIndex());
+  link->UpdateToAx1();
+  AddNewLink(link);
+  return link.get();
+}
+
+opencascade::handle<ShapeEntity> FixtureMechanism::AddFixPart(const TopoDS_Shape& body)
+{
+  const opencascade::handle<ShapeEntity> part = NewPart(body, gp_Trsf());
+  AddSubMdl(part);
+  part->UpdateInitState();
+  myFixMdls.push_back(part);
+  return part;
+}

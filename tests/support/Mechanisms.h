@@ -1,0 +1,34 @@
+#pragma once
+
+#include "FixtureMechanism.h"
+#include "JointSpec.h"
+
+#include <gp_Trsf.hxx>
+
+#include <memory>
+#include <vector>
+
+// The fixture mechanisms of the tests and benchmarks, as chains of simple solids.
+class Mechanisms
+{
+public:
+  // Base link (fixed slide) and the six axes of an arm of about 1.4 m reach.
+  static std::vector<JointSpec> SixAxisRobot();
+  // Base link (fixed slide), a tilt axis about X and a turntable about the tilted Z.
+  static std::vector<JointSpec> TwoAxisPositioner();
+  // Tool flange in the robot's last link frame.
+  static gp_Trsf RobotFlange();
+  // Part flange in the positioner's table frame.
+  static gp_Trsf PositionerFlange();
+  // The robot with flange 0 on its last link.
+  static std::unique_ptr<FixtureMechanism> BuildRobot();
+  // The positioner with flange 0 on its table.
+  static std::unique_ptr<FixtureMechanism> BuildPositioner();
+  // A welding torch without joints: a 300 mm cylinder along its own Z.
+  static std::unique_ptr<FixtureMechanism> BuildTool();
+  // A part without joints: a 400 × 200 × 100 box on its own origin.
+  static std::unique_ptr<FixtureMechanism> BuildPart();
+  // Frame of every link at the given joint values (radians / mm, one per link), computed as the
+  // product of center frames and joint motions in each link's own frame.
+  static std::vector<gp_Trsf> LinkFrames(const std::vector<JointSpec>& chain, const std::vector<double>& values);
+};
