@@ -1,6 +1,8 @@
 #include <entity/Entity.h>
 #include <entity/ViewShapeUtil.h>
 
+#include "EntityLog.h"
+
 #include <cadtools/DataHandle.h>
 #include <cadtools/LogUtils.h>
 #include <cadtools/ShapeHandle.h>
@@ -27,8 +29,6 @@ namespace
 // Smallest deflection (mm) of whole meshes.
 constexpr double MinDeflection = 0.01;
 
-const std::string KeyMessage = "map传入key错误，数据不在范围内";
-
 // The process-wide whole meshes by entity hash index.
 struct MeshRegistry
 {
@@ -40,12 +40,6 @@ MeshRegistry& Registry()
 {
   static MeshRegistry registry;
   return registry;
-}
-
-void Log(const char* operation, int level, const std::string& message)
-{
-  LogUtils::LogWrite(spdlog::source_loc{__FILE__, __LINE__, operation}, level,
-                     DataHandle::StringToUTF8string(message));
 }
 
 // Returns the watertight mesh of `shape` at `absolute` mm, or (absolute 0) at `permille` of its size.
@@ -166,7 +160,7 @@ void Entity::LoadFromJson(const Json::Value& json)
     const Handle(ShapeEntity) tree = document.isNull() ? Handle(ShapeEntity)() : ViewShapeUtil::LoadFromJson(document);
     if (tree.IsNull())
     {
-      Log("Entity::LoadFromJson", SPDLOG_LEVEL_ERROR, "模型实体加载错误");
+      EntityLog::Write(WORKPIECE_LOC("Entity::LoadFromJson"), SPDLOG_LEVEL_ERROR, "模型实体加载错误");
       return;
     }
     SetEntityShape(tree);
@@ -293,8 +287,7 @@ Handle(ShapeEntity) Entity::GetPart(unsigned long long hashIndex) const
   const auto it = mySubMdls.find(hashIndex);
   if (it == mySubMdls.end())
   {
-    Log("Entity::GetPart", SPDLOG_LEVEL_CRITICAL, KeyMessage);
-    throw std::string("Entity::GetPart") + KeyMessage;
+    EntityLog::Fail(WORKPIECE_LOC("Entity::GetPart"), EntityLog::KeyError);
   }
   return it->second;
 }
@@ -473,7 +466,7 @@ TopoDS_Shape Entity::RemoveSmallBodies(const TopoDS_Shape& shape)
   }
   catch (const Standard_Failure&)
   {
-    Log("Entity::SetEntityShape", SPDLOG_LEVEL_ERROR, "模型上小体去除异常");
+    EntityLog::Write(WORKPIECE_LOC("Entity::SetEntityShape"), SPDLOG_LEVEL_ERROR, "模型上小体去除异常");
     return shape;
   }
 }

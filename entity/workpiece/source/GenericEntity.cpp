@@ -1,5 +1,7 @@
 #include <entity/GenericEntity.h>
 
+#include "EntityLog.h"
+
 #include <cadtools/DataHandle.h>
 #include <cadtools/LogUtils.h>
 
@@ -12,16 +14,6 @@ namespace
 constexpr double ForwardLimitTolerance = 1.0e-6;
 constexpr double DegreesPerRadian = 180.0 / 3.141592653589793;
 
-const char* const KeyError = "map传入key错误，数据不在范围内";
-const char* const IndexError = "vector传入index错误，数据不在范围内";
-
-// Logs `message` at critical level from `function`, then throws the function name joined with it.
-[[noreturn]] void Fail(const char* function, const char* message)
-{
-  const std::string text = DataHandle::StringToUTF8string(message);
-  LogUtils::LogWrite(WORKPIECE_LOC(function), 5, text);
-  throw std::string(function) + text;
-}
 } // namespace
 
 GenericEntity::~GenericEntity()
@@ -87,7 +79,7 @@ std::vector<std::pair<double, double>> GenericEntity::GetLimit(unsigned long lon
     const double lower = range.lower + tolerance;
     const double upper = range.upper - tolerance;
     if (lower > upper)
-      Fail("GenericEntity::GetLimit", "限位错误");
+      EntityLog::Fail(WORKPIECE_LOC("GenericEntity::GetLimit"), "限位错误");
     limits.emplace_back(lower, upper);
   }
   return limits;
@@ -125,17 +117,17 @@ std::uint16_t GenericEntity::GetLinkIndexOrder(unsigned long long hash) const
 {
   const auto found = myLinkIndexOrder.find(hash);
   if (found == myLinkIndexOrder.end())
-    Fail("GenericEntity::GetLinkIndexOrder", KeyError);
+    EntityLog::Fail(WORKPIECE_LOC("GenericEntity::GetLinkIndexOrder"), EntityLog::KeyError);
   return found->second;
 }
 
 LinkRod* GenericEntity::GetRootLink(int i) const
 {
   if (i < 0 || i >= static_cast<int>(myRootLinkHashes.size()))
-    Fail("GenericEntity::GetRootLink", IndexError);
+    EntityLog::Fail(WORKPIECE_LOC("GenericEntity::GetRootLink"), EntityLog::IndexError);
   const auto found = myLinkIndexOrder.find(myRootLinkHashes[static_cast<size_t>(i)]);
   if (found == myLinkIndexOrder.end())
-    Fail("GenericEntity::GetRootLink", KeyError);
+    EntityLog::Fail(WORKPIECE_LOC("GenericEntity::GetRootLink"), EntityLog::KeyError);
   return myLinkRods[found->second].get();
 }
 
@@ -288,7 +280,7 @@ void GenericEntity::AddFlange(const std::shared_ptr<Flange>& flange)
 Flange* GenericEntity::GetFlangeByIndex(int i) const
 {
   if (i < 0 || i >= static_cast<int>(myFlanges.size()))
-    Fail("GenericEntity::GetFlangeByIndex", IndexError);
+    EntityLog::Fail(WORKPIECE_LOC("GenericEntity::GetFlangeByIndex"), EntityLog::IndexError);
   return myFlanges[static_cast<size_t>(i)].get();
 }
 
@@ -305,7 +297,7 @@ gp_Trsf GenericEntity::GetFlangeWCS(int i) const
 void GenericEntity::SetFlangeLink(LinkRod* link, int i)
 {
   if (i < 0 || i >= static_cast<int>(myFlanges.size()))
-    Fail("GenericEntity::SetFlangeLink", "安装位置索引超过上下限");
+    EntityLog::Fail(WORKPIECE_LOC("GenericEntity::SetFlangeLink"), "安装位置索引超过上下限");
   Flange& flange = *myFlanges[static_cast<size_t>(i)];
   flange.SetLinkRodIndex(link != nullptr ? link->GetLinkHashIndex() : 0);
   flange.SetLinkRod(link);
@@ -345,7 +337,7 @@ bool GenericEntity::HasParentMotionModel() const
 void GenericEntity::DeleteSystem(unsigned long long id)
 {
   if (mySystems.erase(id) == 0)
-    Fail("GenericEntity::DeleteSystem", KeyError);
+    EntityLog::Fail(WORKPIECE_LOC("GenericEntity::DeleteSystem"), EntityLog::KeyError);
 }
 
 std::vector<opencascade::handle<ShapeEntity>> GenericEntity::GetCollisionMdlsFromCurrentLink(LinkRod* link)

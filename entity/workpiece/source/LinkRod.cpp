@@ -1,5 +1,7 @@
 #include <entity/LinkRod.h>
 
+#include "EntityLog.h"
+
 #include <entity/GenericEntity.h>
 
 #include <cadtools/CADParamConfig.h>
@@ -258,8 +260,7 @@ Json::Value LinkRod::ToJson() const
   {
     if (model.IsNull())
     {
-      LogUtils::LogWrite(WORKPIECE_LOC("LinkRod::ToJson"), 3,
-                         DataHandle::StringToUTF8string("不应该有空的节点出现"));
+      EntityLog::Write(WORKPIECE_LOC("LinkRod::ToJson"), SPDLOG_LEVEL_WARN, "不应该有空的节点出现");
       continue;
     }
     json["axis_models"].append(model->GetId().ToString());
