@@ -4,12 +4,13 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <cctype>
 #include <cmath>
+#include <ctime>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <regex>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -203,7 +204,15 @@ TEST(DataHandle, SmallHelpers)
   EXPECT_DOUBLE_EQ(p[1].asDouble(), -2.0);
   EXPECT_DOUBLE_EQ(p[2].asDouble(), 3.5);
 
-  EXPECT_TRUE(std::regex_match(DataHandle::GetNowTime(), std::regex(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2})")));
+  const std::string now = DataHandle::GetNowTime();
+  const std::string shape = "dddd-dd-dd dd:dd:dd";
+  ASSERT_EQ(now.size(), shape.size()) << now;
+  for (std::size_t i = 0; i < shape.size(); ++i)
+    EXPECT_EQ(shape[i] == 'd', std::isdigit(static_cast<unsigned char>(now[i])) != 0) << now;
+  std::tm local{};
+  ASSERT_NE(::strptime(now.c_str(), "%Y-%m-%d %H:%M:%S", &local), nullptr) << now;
+  local.tm_isdst = -1;
+  EXPECT_LE(std::abs(std::difftime(std::mktime(&local), std::time(nullptr))), 5.0) << "local time of now: " << now;
   EXPECT_EQ(DataHandle::StringToUTF8string("数据打包失败"), "数据打包失败");
 
   TempDir dir;
