@@ -1,7 +1,7 @@
 #include "PartReader.h"
 
-#include <BRepTools.hxx>
-#include <BRep_Builder.hxx>
+#include <cadtools/ShapeHandle.h>
+
 #include <IFSelect_ReturnStatus.hxx>
 #include <IGESControl_Reader.hxx>
 #include <Message.hxx>
@@ -87,9 +87,8 @@ PartReader::Part PartReader::Read(const std::string& path)
     else
     {
       const ConsoleSilencer silencer;
-      BRep_Builder builder;
-      if (!BRepTools::Read(shape, path.c_str(), builder))
-        shape.Nullify();
+      std::ifstream in(path, std::ios::binary);
+      shape = ShapeHandle::ReadBRep(in);
     }
   }
   catch (const Standard_Failure& failure)

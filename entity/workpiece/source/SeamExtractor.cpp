@@ -31,19 +31,20 @@ template <typename Candidate>
 EdgeType ClassifyPrepared(const Candidate& c, const SeamExtractor::Options& options,
                           const std::vector<std::unique_ptr<FaceProximity>>& faces)
 {
-  const FaceProximity& face1 = *faces[c.faceSlot1];
-  const FaceProximity& face2 = *faces[c.faceSlot2];
+  // The orientation classifier needs no prepared faces, and none are made for it.
+  const FaceProximity* face1 = faces[c.faceSlot1].get();
+  const FaceProximity* face2 = faces[c.faceSlot2].get();
   switch (options.classifier)
   {
   case SeamExtractor::Classifier::Probe:
     return AutoWeldSeamAlgUtils::CalcEdgeType(
       c.edge, c.face1, c.face2, options.fuzzyValue, options.probeParameter,
-      [&](const gp_Pnt& p, double tol) { return face1.IsOn(p, tol); },
-      [&](const gp_Pnt& p, double tol) { return face2.IsOn(p, tol); });
+      [&](const gp_Pnt& p, double tol) { return face1->IsOn(p, tol); },
+      [&](const gp_Pnt& p, double tol) { return face2->IsOn(p, tol); });
   case SeamExtractor::Classifier::Planar:
     return AutoWeldSeamAlgUtils::CalcEdgeType(
-      c.edge, c.face1, c.face2, options.planarStep, [&](const gp_Pnt& p) { return face1.Distance(p); },
-      [&](const gp_Pnt& p) { return face2.Distance(p); });
+      c.edge, c.face1, c.face2, options.planarStep, [&](const gp_Pnt& p) { return face1->Distance(p); },
+      [&](const gp_Pnt& p) { return face2->Distance(p); });
   case SeamExtractor::Classifier::Orientation:
     break;
   }

@@ -1,10 +1,10 @@
 #include <entity/ViewShapeUtil.h>
 
 #include <cadtools/DataHandle.h>
+#include <cadtools/ShapeHandle.h>
 #include <cadtools/ThreadPool.h>
 
 #include <BRepTools.hxx>
-#include <BRep_Builder.hxx>
 #include <Prs3d_ShadingAspect.hxx>
 #include <Standard_Failure.hxx>
 #include <TopExp.hxx>
@@ -168,10 +168,8 @@ Handle(ShapeEntity) BuildNode(const Json::Value& object)
     if (!data.asString().empty())
     {
       std::istringstream in(data.asString());
-      // The reader can loop for ever at the end of a truncated text; running out of text throws instead.
-      in.exceptions(std::ios::eofbit | std::ios::badbit);
-      BRepTools::Read(shape, in, BRep_Builder());
-      if (shape.IsNull() || in.fail())
+      shape = ShapeHandle::ReadBRep(in);
+      if (shape.IsNull())
         return Handle(ShapeEntity)();
     }
     node = new ShapeEntity(shape, id);

@@ -8,6 +8,7 @@
 #include <BRepGProp.hxx>
 #include <BRepPrimAPI_MakeBox.hxx>
 #include <BRepTools.hxx>
+#include <BRep_Builder.hxx>
 #include <BRep_Tool.hxx>
 #include <Extrema_ExtPC.hxx>
 #include <GCPnts_AbscissaPoint.hxx>
@@ -173,6 +174,30 @@ double ShapeHandle::GetAreaOrVol(const TopoDS_Shape& shape)
   else
     BRepGProp::LinearProperties(shape, props);
   return props.Mass();
+}
+
+TopoDS_Shape ShapeHandle::ReadBRep(std::istream& in)
+{
+  TopoDS_Shape shape;
+  const std::ios::iostate previous = in.exceptions();
+  // A failed extraction means the text ran out or is not BRep; without the exception the reader
+  // goes on with whatever counts it failed to read.
+  in.exceptions(std::ios::failbit | std::ios::badbit);
+  try
+  {
+    BRepTools::Read(shape, in, BRep_Builder());
+  }
+  catch (const std::ios::failure&)
+  {
+    shape.Nullify();
+  }
+  catch (const Standard_Failure&)
+  {
+    shape.Nullify();
+  }
+  in.clear();
+  in.exceptions(previous);
+  return shape;
 }
 
 std::vector<TopoDS_Shape> ShapeHandle::GetShapes(const Handle(AIS_InteractiveObject)& object, bool recursive)

@@ -5,6 +5,7 @@
 #include <AIS_Shape.hxx>
 #include <BRepBuilderAPI_MakeEdge.hxx>
 #include <BRepCheck_Analyzer.hxx>
+#include <BRepTools.hxx>
 #include <BRep_Tool.hxx>
 #include <GC_MakeCircle.hxx>
 #include <TopExp.hxx>
@@ -12,6 +13,9 @@
 #include <TopTools_IndexedMapOfShape.hxx>
 #include <TopoDS.hxx>
 #include <gtest/gtest.h>
+
+#include <cctype>
+#include <sstream>
 
 TEST(ShapeHandle, MeasuresOfKnownSolids)
 {
@@ -100,4 +104,36 @@ TEST(ShapeHandle, ShapesOfADisplayTreeArePlaced)
   Bnd_OBB box = ShapeHandle::GetTopoShapeBndOBB(all[1], 0.0);
   EXPECT_TRUE(gp_Pnt(box.Center()).IsEqual(gp_Pnt(5.5, 0.5, 100.5), 1e-6)) << "child placed by both transforms";
   EXPECT_TRUE(ShapeHandle::GetShapes(Handle(AIS_InteractiveObject)(), true).empty());
+}
+
+TEST(ShapeHandle, ReadBRepOfWholeTruncatedAndForeignText)
+{
+  const TopoDS_Shape plate = Solids::FilletedPlate(80, 40, 6, 5);
+  std::ostringstream out;
+  BRepTools::Write(plate, out, false, false, TopTools_FormatVersion_VERSION_3);
+  const std::string text = out.str();
+
+  std::istringstream whole(text);
+  const TopoDS_Shape back = ShapeHandle::ReadBRep(whole);
+  ASSERT_FALSE(back.IsNull());
+  EXPECT_TRUE(BRepCheck_Analyzer(back).IsValid());
+  EXPECT_NEAR(ShapeHandle::GetAreaOrVol(back), ShapeHandle::GetAreaOrVol(plate), 1e-6);
+  EXPECT_EQ(whole.exceptions(), std::ios::goodbit) << "the caller's stream settings are restored";
+
+  // The last token may end the text with no newline after it.
+  std::string bare = text;
+  while (!bare.empty() && std::isspace(static_cast<unsigned char>(bare.back())))
+    bare.pop_back();
+  std::istringstream unterminated(bare);
+  EXPECT_FALSE(ShapeHandle::ReadBRep(unterminated).IsNull());
+
+  for (const double fraction : {0.05, 0.3, 0.6, 0.9, 0.99})
+  {
+    std::istringstream cut(text.substr(0, static_cast<std::size_t>(fraction * static_cast<double>(text.size()))));
+    EXPECT_TRUE(ShapeHandle::ReadBRep(cut).IsNull()) << "cut at " << fraction;
+  }
+  std::istringstream foreign("ISO-10303-21;\nHEADER;\n");
+  EXPECT_TRUE(ShapeHandle::ReadBRep(foreign).IsNull());
+  std::istringstream empty("");
+  EXPECT_TRUE(ShapeHandle::ReadBRep(empty).IsNull());
 }

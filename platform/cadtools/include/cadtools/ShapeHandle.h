@@ -8,6 +8,7 @@
 #include <gp_Dir.hxx>
 #include <gp_Pnt.hxx>
 
+#include <istream>
 #include <utility>
 #include <vector>
 
@@ -35,6 +36,10 @@ public:
 
   // Returns the volume of a solid shape, the area of a face or shell, the length of an edge or wire.
   static double GetAreaOrVol(const TopoDS_Shape& shape);
+
+  // Returns the shape written as BRep text in `in`, or a null shape when the text is malformed or
+  // truncated (the kernel's reader alone may loop on a truncated text).
+  static TopoDS_Shape ReadBRep(std::istream& in);
 
   // Returns the shapes of a display tree, each placed by its display transformation.
   static std::vector<TopoDS_Shape> GetShapes(const Handle(AIS_InteractiveObject)& object, bool recursive);
