@@ -61,6 +61,28 @@ std::pair<bool, gp_Pnt> PointOnBasisCurve(const TopoDS_Edge& edge, double t)
   return {true, curve->Value(first + (last - first) * t)};
 }
 
+// Returns (true, kind) when the angle between the faces' normals alone decides the kind: faces
+// folded back onto each other are unknown, parallel or opposite faces convex.
+std::pair<bool, EdgeType> KindOfNormals(const gp_Vec& n1, const gp_Vec& n2)
+{
+  const double angle = n1.Angle(n2);
+  if (angle > AutoWeldSeamAlgUtils::FoldBackAngle)
+    return {true, EdgeType::Unknown};
+  if (IsParallelOrOpposite(angle))
+    return {true, EdgeType::Convex};
+  return {false, EdgeType::Unknown};
+}
+
+// Returns the kind told by the two probes: both on their faces concave, both off convex, else unknown.
+EdgeType KindOfProbes(bool onFace1, bool onFace2)
+{
+  if (onFace1 && onFace2)
+    return EdgeType::Concave;
+  if (!onFace1 && !onFace2)
+    return EdgeType::Convex;
+  return EdgeType::Unknown;
+}
+
 // Returns whether some vertex of the face lies strictly more than tol above the plane through p with normal n.
 bool HasVertexAbove(const gp_Pnt& p, const gp_Dir& n, const TopoDS_Face& face, double tol)
 {
@@ -114,20 +136,11 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoD
   const auto [ok2, n2] = GetFaceNormalByEdge(edge, face2, t);
   if (!ok1 || !ok2)
     return EdgeType::Unknown;
-  const double angle = n1.Angle(n2);
-  if (angle > FoldBackAngle)
-    return EdgeType::Unknown;
-  if (IsParallelOrOpposite(angle))
-    return EdgeType::Convex;
+  if (const auto [decided, kind] = KindOfNormals(n1, n2); decided)
+    return kind;
   const auto [w1, w2] = ProbeDirections(n1, n2);
   const double d = tol + 1.0;
-  const bool on1 = onFace1(p.Translated(w1 * d), tol);
-  const bool on2 = onFace2(p.Translated(w2 * d), tol);
-  if (on1 && on2)
-    return EdgeType::Concave;
-  if (!on1 && !on2)
-    return EdgeType::Convex;
-  return EdgeType::Unknown;
+  return KindOfProbes(onFace1(p.Translated(w1 * d), tol), onFace2(p.Translated(w2 * d), tol));
 }
 
 EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1,
@@ -151,20 +164,12 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoD
     return EdgeType::Unknown;
   const gp_Vec n1 = GeomHandle::GetFaceNormalAtUVParam(plane1, 0.0, 0.0, face1.Orientation() == TopAbs_REVERSED);
   const gp_Vec n2 = GeomHandle::GetFaceNormalAtUVParam(plane2, 0.0, 0.0, face2.Orientation() == TopAbs_REVERSED);
-  const double angle = n1.Angle(n2);
-  if (angle > FoldBackAngle)
-    return EdgeType::Unknown;
-  if (IsParallelOrOpposite(angle))
-    return EdgeType::Convex;
+  if (const auto [decided, kind] = KindOfNormals(n1, n2); decided)
+    return kind;
   const auto [w1, w2] = ProbeDirections(n1, n2);
   const double d = static_cast<double>(step);
-  const bool in1 = distance1(p.Translated(w1 * d)) < distance1(p) + PlanarDistSlack;
-  const bool in2 = distance2(p.Translated(w2 * d)) < distance2(p) + PlanarDistSlack;
-  if (in1 && in2)
-    return EdgeType::Concave;
-  if (!in1 && !in2)
-    return EdgeType::Convex;
-  return EdgeType::Unknown;
+  return KindOfProbes(distance1(p.Translated(w1 * d)) < distance1(p) + PlanarDistSlack,
+                      distance2(p.Translated(w2 * d)) < distance2(p) + PlanarDistSlack);
 }
 
 EdgeType AutoWeldSeamAlgUtils::IsConcave(const EdgeFaceSeg& seg, double tol)
