@@ -98,7 +98,7 @@ void LoadJson(benchmark::State& state, ThreadPool& pool)
   ViewShapeUtil::ExportToFile(Tree(), path, false);
   for (auto _ : state)
   {
-    Handle(ShapeEntity) tree = ViewShapeUtil::LoadFromJson(DataHandle::LoadJson(path), pool);
+    Handle(ShapeEntity) tree = ViewShapeUtil::LoadFromJson(DataHandle::LoadJson(path, pool), pool);
     // Releasing what was read is not part of reading it (here as in ReadBRep).
     state.PauseTiming();
     if (tree.IsNull() || tree->GetAllSubViewShapes().size() + 1 != 1000)
