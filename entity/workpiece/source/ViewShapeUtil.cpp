@@ -190,15 +190,16 @@ Handle(ShapeEntity) BuildNode(const Json::Value& object)
   }
   else
   {
+    if (!data.isString())
+      return Handle(ShapeEntity)();
     const char* begin = nullptr;
     const char* end = nullptr;
-    if (!data.isString() || !data.getString(&begin, &end))
-      return Handle(ShapeEntity)();
+    // A string value without text of its own leaves both null: an empty shape, as for "".
+    data.getString(&begin, &end);
     TopoDS_Shape shape;
     if (begin != end)
     {
-      // The text is read where the document holds it: a copy of a large shape costs about as
-      // much as reading it.
+      // The text is read where the document holds it, without a copy per shape.
       TextReadBuffer text(begin, end);
       std::istream in(&text);
       // The reader can loop for ever at the end of a truncated text; running out of text throws instead.
