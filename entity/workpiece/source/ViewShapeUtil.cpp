@@ -1,5 +1,7 @@
 #include <entity/ViewShapeUtil.h>
 
+#include "TextReadBuffer.h"
+
 #include <cadtools/DataHandle.h>
 #include <cadtools/ShapeHandle.h>
 #include <cadtools/ThreadPool.h>
@@ -7,16 +9,17 @@
 #include <BRepTools.hxx>
 #include <Prs3d_ShadingAspect.hxx>
 #include <Standard_Failure.hxx>
-#include <TopExp.hxx>
 #include <TopExp_Explorer.hxx>
-#include <TopTools_IndexedMapOfShape.hxx>
+#include <TopoDS_Iterator.hxx>
 #include <TopoDS_TShape.hxx>
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <future>
+#include <istream>
 #include <sstream>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -56,6 +59,15 @@ std::uint64_t ColourIndex(const Quantity_Color& colour)
   return h;
 }
 
+// Returns whether the display object has a custom aspect on some sub-shape of kind `kind`.
+bool HasAspectOfKind(const ViewShape& shape, TopAbs_ShapeEnum kind)
+{
+  for (AIS_DataMapOfShapeDrawer::Iterator it(shape.CustomAspectsMap()); it.More(); it.Next())
+    if (it.Key().ShapeType() == kind)
+      return true;
+  return false;
+}
+
 Json::Value ColourLayer(const ViewShape& shape, const TopoDS_Shape& written)
 {
   Json::Value layer(Json::objectValue);
@@ -63,6 +75,12 @@ Json::Value ColourLayer(const ViewShape& shape, const TopoDS_Shape& written)
   for (const auto& [kind, name] : ColourLists)
   {
     Json::Value list(Json::objectValue);
+    // Most parts carry no colours of their own: walking their shape would find nothing.
+    if (!HasAspectOfKind(shape, kind))
+    {
+      layer[name] = std::move(list);
+      continue;
+    }
     int position = 0;
     for (TopExp_Explorer ex(written, kind); ex.More(); ex.Next(), ++position)
     {
@@ -76,16 +94,26 @@ Json::Value ColourLayer(const ViewShape& shape, const TopoDS_Shape& written)
       entry["ColorIndex"] = Json::UInt64(index);
       entry["Transparency"] = shading->Transparency(Aspect_TOFM_FRONT_SIDE);
       entry["Material"] = static_cast<int>(shading->Material(Aspect_TOFM_FRONT_SIDE).RequestedName());
-      list[std::to_string(position)] = entry;
+      list[std::to_string(position)] = std::move(entry);
       const std::string key = std::to_string(index);
       if (!colours.isMember(key))
         colours[key] =
           DataHandle::PntToJsonArr(gp_Pnt(colour.Red(), colour.Green(), colour.Blue()), ColourDecimals);
     }
-    layer[name] = list;
+    layer[name] = std::move(list);
   }
-  layer["Colors"] = colours;
+  layer["Colors"] = std::move(colours);
   return layer;
+}
+
+// Clears the checked mark of `shape` and of its sub-shapes, descending into a shared sub-shape once.
+void ClearChecked(const TopoDS_Shape& shape, std::unordered_set<const TopoDS_TShape*>& seen)
+{
+  if (!seen.insert(shape.TShape().get()).second)
+    return;
+  shape.TShape()->Checked(false);
+  for (TopoDS_Iterator it(shape, false, false); it.More(); it.Next())
+    ClearChecked(it.Value(), seen);
 }
 
 // Returns the number held in `value`, or `fallback` when it holds none.
@@ -118,7 +146,7 @@ void ApplyColourLayer(ShapeEntity& node, const Json::Value& layer)
   for (const auto& [kind, name] : ColourLists)
   {
     const Json::Value& list = layer[name];
-    if (!list.isObject())
+    if (!list.isObject() || list.empty())
       continue;
     std::vector<TopoDS_Shape> subShapes;
     for (TopExp_Explorer ex(node.GetEntityShape(), kind); ex.More(); ex.Next())
@@ -164,10 +192,16 @@ Handle(ShapeEntity) BuildNode(const Json::Value& object)
   {
     if (!data.isString())
       return Handle(ShapeEntity)();
+    const char* begin = nullptr;
+    const char* end = nullptr;
+    // A string value without text of its own leaves both null: an empty shape, as for "".
+    data.getString(&begin, &end);
     TopoDS_Shape shape;
-    if (!data.asString().empty())
+    if (begin != end)
     {
-      std::istringstream in(data.asString());
+      // The text is read where the document holds it, without a copy per shape.
+      TextReadBuffer text(begin, end);
+      std::istream in(&text);
       shape = ShapeHandle::ReadBRep(in);
       if (shape.IsNull())
         return Handle(ShapeEntity)();
@@ -203,7 +237,7 @@ Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool cle
   rgb.append(colour.Red());
   rgb.append(colour.Green());
   rgb.append(colour.Blue());
-  json["color"] = rgb;
+  json["color"] = std::move(rgb);
   json["childs"] = Json::Value();
   json["ModelType"] = shape->GetModelType();
   json["MinGap"] = shape->GetCollisionGap();
@@ -233,7 +267,7 @@ Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool cle
       if (!part.IsNull() && part->NeedSave())
         children.append(ExportToJson(part, false));
     }
-    json["childs"] = children;
+    json["childs"] = std::move(children);
   }
   TopoDS_Shape written = BaseViewShape::GetTopoDSFromShell(shape->GetEntityShape());
   if (clean && !written.IsNull())
@@ -246,10 +280,8 @@ Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool cle
   {
     // The reader drops the checked mark, so it is not written either: a written tree reads back to
     // the same text.
-    TopTools_IndexedMapOfShape subShapes;
-    TopExp::MapShapes(written, subShapes);
-    for (int i = 1; i <= subShapes.Extent(); ++i)
-      subShapes(i).TShape()->Checked(false);
+    std::unordered_set<const TopoDS_TShape*> seen;
+    ClearChecked(written, seen);
   }
   if (!written.IsNull())
     BRepTools::Write(written, out, true, false, TopTools_FormatVersion_VERSION_3);

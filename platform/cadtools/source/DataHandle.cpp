@@ -1,4 +1,6 @@
 #include <cadtools/DataHandle.h>
+#include <cadtools/JsonText.h>
+#include <cadtools/ThreadPool.h>
 
 #include <gp_GTrsf.hxx>
 
@@ -24,6 +26,8 @@ namespace
 constexpr double RigidDeterminantTol = 1.0e-6;
 constexpr std::size_t SixSize = 6;
 constexpr std::size_t ArrSize = 12;
+// Bytes read from a file at a time.
+constexpr std::size_t ReadChunk = 64 * 1024;
 
 // Returns whether `arr` is an array of at least `count` numbers.
 bool IsNumberArray(const Json::Value& arr, std::size_t count)
@@ -91,15 +95,26 @@ bool WriteEntry(archive* a, const fs::path& file, const std::string& name)
 
 Json::Value DataHandle::LoadJson(const std::string& path)
 {
+  return LoadJson(path, GetThreadPool());
+}
+
+Json::Value DataHandle::LoadJson(const std::string& path, ThreadPool& pool)
+{
+  // The text is read in one piece and parsed where it lies: parsing from the stream would copy a
+  // large document twice more before reading it.
   std::ifstream in(path, std::ios::binary);
   if (!in)
     return Json::Value();
-  Json::CharReaderBuilder builder;
-  Json::Value root;
-  std::string errors;
-  if (!Json::parseFromStream(builder, in, &root, &errors))
+  std::string text;
+  std::error_code ec;
+  if (const std::uintmax_t size = fs::file_size(path, ec); !ec)
+    text.reserve(static_cast<std::size_t>(size));
+  char chunk[ReadChunk];
+  while (in.read(chunk, sizeof(chunk)) || in.gcount() > 0)
+    text.append(chunk, static_cast<std::size_t>(in.gcount()));
+  if (in.bad())
     return Json::Value();
-  return root;
+  return JsonText::Parse(text.data(), text.data() + text.size(), pool);
 }
 
 bool DataHandle::SaveJson(const Json::Value& json, const std::string& path)

@@ -1,4 +1,5 @@
 #include <cadtools/DataHandle.h>
+#include <cadtools/ThreadPool.h>
 #include <cadtools/gpHandle.h>
 
 #include <gtest/gtest.h>
@@ -259,4 +260,83 @@ TEST(DataHandle, Compress7ZUnpacksToTheSameFolder)
   for (const char* name : {"context.layout", "models/link1.brep"})
     EXPECT_EQ(ReadAll(unpacked / "robot" / name), ReadAll(package / name)) << name;
   EXPECT_TRUE(fs::is_directory(unpacked / "robot" / "models" / "empty"));
+}
+
+namespace
+{
+// Returns a document of about 600 KB whose strings hold quotes, backslashes, brackets and commas,
+// with an empty array, a repeated key and an escaped key.
+std::string LargeDocument()
+{
+  std::string text = "{\n  \"head\" : {\"k\\u00e9y\": [1.5, -2, 1e3, 18446744073709551615]},\n  \"parts\" : [";
+  for (int i = 0; i < 2000; ++i)
+  {
+    text += i == 0 ? "\n" : ",\n";
+    text += "    {\"id\": " + std::to_string(i) + ", \"data\": \"line\\nquote\\\" back\\\\\\\\\\\" ] } , [ {\\t";
+    text += std::string(250, 'x') + "\", \"trsf\": [1.0, 0.0, 0.25, " + std::to_string(i) + ".5], \"empty\": []}";
+  }
+  text += "\n  ],\n  \"dup\" : 1,\n  \"none\" : [ ],\n  \"flag\" : true, \"dup\" : \"second\", \"nil\" : null\n}\n";
+  return text;
+}
+
+// Returns what the parser makes of `text` read from a stream, or a null value when it fails.
+Json::Value ParsedFromStream(const std::string& text)
+{
+  std::istringstream in(text);
+  Json::CharReaderBuilder builder;
+  Json::Value root;
+  std::string errors;
+  return Json::parseFromStream(builder, in, &root, &errors) ? root : Json::Value();
+}
+} // namespace
+
+TEST(DataHandle, LargeDocumentsReadAsTheParserReadsThem)
+{
+  TempDir dir;
+  const fs::path file = dir.Path() / "large.json";
+  ThreadPool one(1);
+  ThreadPool three(3);
+  const auto loadsAsReference = [&](const std::string& text, const std::string& what) {
+    std::ofstream(file, std::ios::binary | std::ios::trunc) << text;
+    const Json::Value reference = ParsedFromStream(text);
+    EXPECT_EQ(DataHandle::LoadJson(file.string()), reference) << what;
+    EXPECT_EQ(DataHandle::LoadJson(file.string(), one), reference) << what;
+    EXPECT_EQ(DataHandle::LoadJson(file.string(), three), reference) << what;
+    return reference;
+  };
+
+  const std::string text = LargeDocument();
+  ASSERT_GT(text.size(), 512u * 1024u);
+  const Json::Value doc = loadsAsReference(text, "plain document");
+  ASSERT_TRUE(doc.isObject());
+  ASSERT_EQ(doc["parts"].size(), 2000u);
+  EXPECT_EQ(doc["parts"][1999]["id"].asInt(), 1999);
+  EXPECT_EQ(doc["parts"][7]["data"].asString().substr(0, 26), "line\nquote\" back\\\\\" ] } , ");
+  EXPECT_EQ(doc["parts"][3]["trsf"][3].asDouble(), 3.5);
+  EXPECT_TRUE(doc["parts"][3]["empty"].isArray());
+  EXPECT_TRUE(doc["none"].isArray());
+  EXPECT_EQ(doc["none"].size(), 0u);
+  EXPECT_EQ(doc["dup"].asString(), "second") << "a repeated key keeps its last value";
+  EXPECT_EQ(doc["head"]["k\xC3\xA9y"][3].asUInt64(), 18446744073709551615ULL);
+  EXPECT_TRUE(doc["nil"].isNull());
+  EXPECT_TRUE(doc.isMember("nil"));
+
+  // Texts the quick split does not follow go to the one-piece parse.
+  std::string commented = text;
+  commented.insert(text.find("\"dup\""), "// a comment\n  ");
+  EXPECT_TRUE(loadsAsReference(commented, "comment").isObject());
+  std::string trailingComma = text;
+  trailingComma.insert(text.find("\n  ],"), ",");
+  loadsAsReference(trailingComma, "trailing comma");
+  loadsAsReference("[" + text + "]", "root array");
+  loadsAsReference(text + " trailing words", "text after the root");
+
+  // Malformed large documents read as nothing.
+  EXPECT_TRUE(loadsAsReference(text.substr(0, text.size() / 2), "truncated").isNull());
+  std::string mismatched = text;
+  mismatched.replace(text.find("\"empty\": []"), 11, "\"empty\": [}");
+  EXPECT_TRUE(loadsAsReference(mismatched, "mismatched bracket").isNull());
+  std::string badNumber = text;
+  badNumber.replace(text.find("1.0, 0.0"), 3, "1.x");
+  EXPECT_TRUE(loadsAsReference(badNumber, "bad number").isNull());
 }
