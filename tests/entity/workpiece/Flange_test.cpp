@@ -1,5 +1,6 @@
 #include "support/FixtureMechanism.h"
 #include "support/Mechanisms.h"
+#include "support/Transforms.h"
 
 #include <cadtools/DataHandle.h>
 #include <cadtools/gpHandle.h>
@@ -10,12 +11,6 @@ namespace
 {
 constexpr double Tol = 1.0e-9;
 
-gp_Trsf Translation(double x, double y, double z)
-{
-  gp_Trsf t;
-  t.SetTranslation(gp_Vec(x, y, z));
-  return t;
-}
 } // namespace
 
 TEST(Flange, JsonFormOfFreeAndMountedFlanges)
@@ -53,7 +48,7 @@ TEST(Flange, ChangeTrsfMovesTheMountedEntity)
   robot->SetChildEntity(0, tool.get());
   ASSERT_TRUE(robot->ForwardTrsf({0.0, 0.2, -0.3, 0.4, 0.5, -0.6, 0.7}, false, true));
   Flange& seat = *robot->GetFlangeByIndex(0);
-  const gp_Trsf moved = seat.GetTrsf() * Translation(0, 0, 35);
+  const gp_Trsf moved = seat.GetTrsf() * Transforms::Translation(0, 0, 35);
   seat.ChangeTrsf(moved);
   EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdlTrsf(), robot->GetLink(6)->GetWcs() * moved, Tol));
   EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdlTrsf(), robot->GetFlangeWCS(0), Tol));
@@ -70,7 +65,7 @@ TEST(Flange, InstallingAndFreeing)
   auto positioner = Mechanisms::BuildPositioner();
   auto part = Mechanisms::BuildPart();
   auto other = Mechanisms::BuildPart();
-  positioner->AddFlange(0, Translation(0, 500, 0));
+  positioner->AddFlange(0, Transforms::Translation(0, 500, 0));
   positioner->SetChildEntity(1, part.get());
   EXPECT_EQ(part->GetParentEntity(), positioner.get());
   EXPECT_EQ(part->GetParentFlangeIndex(), 1);
@@ -101,7 +96,7 @@ TEST(Flange, DestroyingAFlangeFreesItsEntityWithoutMovingIt)
   auto robot = Mechanisms::BuildRobot();
   auto tool = Mechanisms::BuildTool();
   {
-    auto seat = std::make_shared<Flange>(robot->GetLink(6)->GetLinkHashIndex(), robot->GetLink(6), Translation(0, 0, 20));
+    auto seat = std::make_shared<Flange>(robot->GetLink(6)->GetLinkHashIndex(), robot->GetLink(6), Transforms::Translation(0, 0, 20));
     robot->AddFlange(seat);
     robot->SetChildEntity(1, tool.get());
     ASSERT_TRUE(robot->ForwardTrsf({0.0, 0.2, 0.2, 0.2, 0.2, 0.2, 0.2}, false, true));

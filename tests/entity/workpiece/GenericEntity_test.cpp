@@ -2,6 +2,7 @@
 #include "support/LogCapture.h"
 #include "support/Mechanisms.h"
 #include "support/Solids.h"
+#include "support/Transforms.h"
 
 #include <cadtools/gpHandle.h>
 
@@ -102,13 +103,6 @@ Mat4 ToMat(const gp_Trsf& t)
   return ::testing::AssertionSuccess();
 }
 
-gp_Trsf Translation(double x, double y, double z)
-{
-  gp_Trsf t;
-  t.SetTranslation(gp_Vec(x, y, z));
-  return t;
-}
-
 // Random in-limit values, one per link (the base slide stays at 0).
 std::vector<double> RandomPose(const std::vector<JointSpec>& chain, std::mt19937& random)
 {
@@ -154,7 +148,7 @@ TEST(GenericEntity, RobotFrameMatchesIndependentProductForRandomValues)
   const auto chain = Mechanisms::SixAxisRobot();
   auto robot = Mechanisms::BuildRobot();
   ASSERT_EQ(robot->EntityDof(), 7);
-  const gp_Trsf placed = Translation(1000, -200, 50) * [] {
+  const gp_Trsf placed = Transforms::Translation(1000, -200, 50) * [] {
     gp_Trsf t;
     t.SetRotation(gp::OZ(), 0.7);
     return t;
@@ -188,7 +182,7 @@ TEST(GenericEntity, PartsToolAndWorkpieceFollowTheirLinks)
   positioner->SetChildEntity(0, part.get());
   EXPECT_EQ(tool->GetParentEntity(), robot.get());
   EXPECT_EQ(tool->GetParentFlangeIndex(), 0);
-  const gp_Trsf positionerPlace = Translation(1500, 0, 0);
+  const gp_Trsf positionerPlace = Transforms::Translation(1500, 0, 0);
   positioner->SetRootMdlTrsf(positionerPlace);
 
   std::mt19937 random(3);
@@ -391,7 +385,7 @@ TEST(GenericEntity, MovingTheBaseCarriesLinksAndChildren)
   robot->SetChildEntity(0, tool.get());
   ASSERT_TRUE(robot->ForwardTrsf({0.0, 0.3, 0.2, 0.1, 0.4, 0.5, 0.6}, false, true));
 
-  gp_Trsf step = Translation(10, 20, 30);
+  gp_Trsf step = Transforms::Translation(10, 20, 30);
   step.Multiply([] {
     gp_Trsf t;
     t.SetRotation(gp::OY(), 0.2);
@@ -416,12 +410,12 @@ TEST(GenericEntity, MovingTheBaseCarriesLinksAndChildren)
   EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdl()->Transformation(), robot->GetFlangeWCS(0), Tol));
 
   // A flange on the base follows the root transform.
-  robot->AddFlange(0, Translation(0, 300, 0));
+  robot->AddFlange(0, Transforms::Translation(0, 300, 0));
   EXPECT_EQ(robot->GetFlangeByIndex(1)->GetLinkRod(), nullptr);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(robot->GetFlangeWCS(1), step * Translation(0, 300, 0), Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(robot->GetFlangeWCS(1), step * Transforms::Translation(0, 300, 0), Tol));
   robot->SetFlangeLink(robot->GetLink(1), 1);
   EXPECT_EQ(robot->GetFlangeByIndex(1)->GetLinkRodIndex(), robot->GetLink(1)->GetLinkHashIndex());
-  EXPECT_TRUE(gpHandle::IsSameTrsf(robot->GetFlangeWCS(1), robot->GetLink(1)->GetWcs() * Translation(0, 300, 0), Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(robot->GetFlangeWCS(1), robot->GetLink(1)->GetWcs() * Transforms::Translation(0, 300, 0), Tol));
   robot->SetFlangeLink(nullptr, 1);
   EXPECT_EQ(robot->GetFlangeByIndex(1)->GetLinkRodIndex(), 0u);
 }
@@ -498,7 +492,7 @@ TEST(GenericEntity, CollisionModelsByLink)
   EXPECT_EQ(tool->GetCollisionFixMdls(), tool->GetFixMdls());
 
   // The fixed parts follow the root transform on the collision side only.
-  const gp_Trsf place = Translation(5, 6, 7);
+  const gp_Trsf place = Transforms::Translation(5, 6, 7);
   tool->UpdateRootTrsf(place, false);
   EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetFixMdls()[0]->GetCollisionTrsf(), place, 0.0));
   EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdl()->LocalTransformation(), gp_Trsf(), 0.0));

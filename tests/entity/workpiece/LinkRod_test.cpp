@@ -3,6 +3,7 @@
 #include "support/LogCapture.h"
 #include "support/Mechanisms.h"
 #include "support/Solids.h"
+#include "support/Transforms.h"
 
 #include <cadtools/CADParamConfig.h>
 #include <cadtools/gpHandle.h>
@@ -16,20 +17,6 @@
 namespace
 {
 constexpr double Tol = 1.0e-9;
-
-gp_Trsf Translation(double x, double y, double z)
-{
-  gp_Trsf t;
-  t.SetTranslation(gp_Vec(x, y, z));
-  return t;
-}
-
-gp_Trsf Rotation(const gp_Dir& dir, double degrees)
-{
-  gp_Trsf t;
-  t.SetRotation(gp_Ax1(gp::Origin(), dir), degrees * M_PI / 180.0);
-  return t;
-}
 
 // Restores the joint tolerances a test changes.
 class ToleranceGuard
@@ -60,7 +47,7 @@ TEST(LinkRod, UnderivedLinkStoresValueButDoesNotMove)
   EXPECT_TRUE(plain.GetDirection().IsEqual(gp::DZ(), Tol));
   EXPECT_DOUBLE_EQ(plain.GetLimit().lower, -1.0);
   EXPECT_DOUBLE_EQ(plain.GetLimit().upper, 1.0);
-  const gp_Trsf before = Translation(1, 2, 3);
+  const gp_Trsf before = Transforms::Translation(1, 2, 3);
   plain.SetPositionWcs(before);
   EXPECT_FALSE(plain.Forward(0.25));
   EXPECT_DOUBLE_EQ(plain.CurrentJointValue(), 0.25);
@@ -91,7 +78,7 @@ TEST(LinkRod, AxesTypesAndCenterColumns)
 
   // A frame turned a quarter about Y: its X runs along -Z of the parent, its Z along +X.
   LinkRod turned(JointType::RotaryX, AxisRange{}, 0.0, gp_Ax1());
-  turned.SetCenterTrsf(Translation(5, 0, 0) * Rotation(gp::DY(), 90));
+  turned.SetCenterTrsf(Transforms::Translation(5, 0, 0) * Transforms::Rotation(gp::DY(), 90));
   EXPECT_TRUE(turned.GetCenterAxis().IsEqual(-gp::DZ(), Tol));
   LinkRod turnedZ(JointType::LinearZ, AxisRange{}, 0.0, gp_Ax1());
   turnedZ.SetCenterTrsf(turned.GetCenterTrsf());
@@ -101,20 +88,20 @@ TEST(LinkRod, AxesTypesAndCenterColumns)
 TEST(LinkRod, AxisDerivedInEntityFrameWithDegreesConvertedOnEveryCall)
 {
   FixtureMechanism entity("links", {});
-  const gp_Trsf placed = Translation(100, -50, 20) * Rotation(gp::DZ(), 30);
+  const gp_Trsf placed = Transforms::Translation(100, -50, 20) * Transforms::Rotation(gp::DZ(), 30);
   entity.UpdateRootTrsf(placed, false);
 
   FixtureLinkRod base(JointType::LinearZ, AxisRange{-10, 10}, 0.0, gp_Ax1());
   base.SetRootEntity(&entity);
-  base.SetCenterTrsf(Translation(0, 0, 200));
+  base.SetCenterTrsf(Transforms::Translation(0, 0, 200));
   FixtureLinkRod arm(JointType::RotaryX, AxisRange{-90, 45}, 0.0, gp_Ax1());
   arm.SetRootEntity(&entity);
-  arm.SetCenterTrsf(Translation(0, 30, 400) * Rotation(gp::DY(), 90));
+  arm.SetCenterTrsf(Transforms::Translation(0, 30, 400) * Transforms::Rotation(gp::DY(), 90));
   base.AddChildLink(&arm);
 
   // Father of the arm: the root placement, then the base's center.
-  EXPECT_TRUE(gpHandle::IsSameTrsf(arm.GetFatherTrsf(false), placed * Translation(0, 0, 200), Tol));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(arm.GetFatherTrsf(true), Translation(0, 0, 200), Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(arm.GetFatherTrsf(false), placed * Transforms::Translation(0, 0, 200), Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(arm.GetFatherTrsf(true), Transforms::Translation(0, 0, 200), Tol));
 
   base.UpdateToAx1();
   arm.UpdateToAx1();
@@ -142,7 +129,7 @@ TEST(LinkRod, AxisDerivedInEntityFrameWithDegreesConvertedOnEveryCall)
 TEST(LinkRod, ForwardComposesFatherAndMotion)
 {
   FixtureMechanism entity("links", {});
-  const gp_Trsf placed = Translation(10, 20, 30) * Rotation(gp::DX(), 45);
+  const gp_Trsf placed = Transforms::Translation(10, 20, 30) * Transforms::Rotation(gp::DX(), 45);
   entity.UpdateRootTrsf(placed, false);
   FixtureLinkRod base(JointType::LinearX, AxisRange{-100, 100}, 5.0, gp_Ax1());
   base.SetRootEntity(&entity);
@@ -150,22 +137,22 @@ TEST(LinkRod, ForwardComposesFatherAndMotion)
   ASSERT_TRUE(base.Reset());
   EXPECT_TRUE(gpHandle::IsSameTrsf(base.GetWcs(), placed, 0.0));
   ASSERT_TRUE(base.Forward(12.0));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(base.GetWcs(), placed * Translation(7, 0, 0), Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(base.GetWcs(), placed * Transforms::Translation(7, 0, 0), Tol));
 
   FixtureLinkRod arm(JointType::RotaryZ, AxisRange{-180, 180}, 0.0, gp_Ax1());
   arm.SetRootEntity(&entity);
-  arm.SetCenterTrsf(Translation(0, 100, 0));
+  arm.SetCenterTrsf(Transforms::Translation(0, 100, 0));
   base.AddChildLink(&arm);
   arm.UpdateToAx1();
   ASSERT_TRUE(arm.Forward(M_PI / 2));
   // A quarter turn about Z through (0, 100, 0) takes the origin to (100, 100, 0).
   const gp_Pnt moved = gp::Origin().Transformed(arm.GetWcs());
   EXPECT_TRUE(moved.IsEqual(gp_Pnt(107, 100, 0).Transformed(placed), 1.0e-7));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(arm.GetFlangeWCS(Translation(0, 0, 5)), arm.GetWcs() * Translation(0, 0, 5), Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(arm.GetFlangeWCS(Transforms::Translation(0, 0, 5)), arm.GetWcs() * Transforms::Translation(0, 0, 5), Tol));
 
   // Moving the axis moves nothing else.
   const gp_Trsf before = arm.GetWcs();
-  arm.TransformedBy(Translation(0, 0, 50));
+  arm.TransformedBy(Transforms::Translation(0, 0, 50));
   EXPECT_TRUE(arm.GetAx1().Location().IsEqual(gp_Pnt(0, 100, 50), Tol));
   EXPECT_TRUE(gpHandle::IsSameTrsf(arm.GetWcs(), before, 0.0));
 }
@@ -317,8 +304,8 @@ TEST(LinkRod, ForwardAgreesWithTheGeneralProductWhateverTheFather)
   FixtureLinkRod base(JointType::RotaryZ, AxisRange{-180, 180}, 0.0, gp_Ax1());
   FixtureLinkRod slide(JointType::LinearX, AxisRange{-500, 500}, 0.0, gp_Ax1());
   FixtureLinkRod turn(JointType::RotaryY, AxisRange{-180, 180}, 0.0, gp_Ax1());
-  slide.SetCenterTrsf(Translation(0, 40, 300) * Rotation(gp_Dir(1, 1, 0), 25));
-  turn.SetCenterTrsf(Translation(120, 0, 80));
+  slide.SetCenterTrsf(Transforms::Translation(0, 40, 300) * Transforms::Rotation(gp_Dir(1, 1, 0), 25));
+  turn.SetCenterTrsf(Transforms::Translation(120, 0, 80));
   base.AddChildLink(&slide);
   slide.AddChildLink(&turn);
   for (FixtureLinkRod* link : {&base, &slide, &turn})
@@ -326,11 +313,11 @@ TEST(LinkRod, ForwardAgreesWithTheGeneralProductWhateverTheFather)
     link->SetRootEntity(&entity);
     link->UpdateToAx1();
   }
-  gp_Trsf scaled = Translation(5, 6, 7) * Rotation(gp::DX(), 30);
+  gp_Trsf scaled = Transforms::Translation(5, 6, 7) * Transforms::Rotation(gp::DX(), 30);
   scaled.SetScaleFactor(2.0);
   gp_Trsf mirrored;
   mirrored.SetMirror(gp_Ax2(gp_Pnt(0, 0, 10), gp::DZ()));
-  for (const gp_Trsf& root : {Translation(5, 6, 7) * Rotation(gp::DX(), 30), scaled, mirrored})
+  for (const gp_Trsf& root : {Transforms::Translation(5, 6, 7) * Transforms::Rotation(gp::DX(), 30), scaled, mirrored})
   {
     entity.UpdateRootTrsf(root, false);
     const double a = 0.4, d = -75.0, b = 1.3;
@@ -351,7 +338,7 @@ TEST(LinkRod, ForwardAgreesWithTheGeneralProductWhateverTheFather)
     EXPECT_NEAR(turn.GetWcs().ScaleFactor(), root.ScaleFactor(), Tol);
   }
   // A placement set from outside is taken up by the children.
-  slide.SetPositionWcs(Translation(1, 2, 3) * Rotation(gp::DZ(), 90));
+  slide.SetPositionWcs(Transforms::Translation(1, 2, 3) * Transforms::Rotation(gp::DZ(), 90));
   ASSERT_TRUE(turn.Forward(0.0));
   EXPECT_TRUE(gpHandle::IsSameTrsf(turn.GetWcs(), slide.GetWcs(), Tol));
 }
