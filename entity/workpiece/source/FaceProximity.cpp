@@ -1,8 +1,11 @@
 #include <entity/AutoWeldSeamAlgUtils.h>
 #include <entity/FaceProximity.h>
 
+#include <cadtools/GeomHandle.h>
+
 #include <BRepAdaptor_Curve.hxx>
 #include <BRep_Tool.hxx>
+#include <Standard_Failure.hxx>
 #include <ElSLib.hxx>
 #include <Geom_Plane.hxx>
 #include <Precision.hxx>
@@ -12,6 +15,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 namespace
 {
@@ -29,6 +33,7 @@ FaceProximity::FaceProximity(const TopoDS_Face& face) : myFace(face)
 {
   if (face.IsNull())
     return;
+  PrepareClassifierData();
   const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(BRep_Tool::Surface(face));
   if (plane.IsNull())
     return;
@@ -56,6 +61,35 @@ FaceProximity::FaceProximity(const TopoDS_Face& face) : myFace(face)
     myUVSegments.emplace_back(gp_Pnt2d(ua, va), gp_Pnt2d(ub, vb));
   }
   myPrepared = true;
+}
+
+void FaceProximity::PrepareClassifierData()
+{
+  // A face whose surface the kernel cannot take apart stays unprepared; its queries raise the error
+  // where the classifiers count it.
+  try
+  {
+    std::tie(myEdgeFreeNormal, myNormal) = AutoWeldSeamAlgUtils::GetFaceNormalByEdge(TopoDS_Edge(), myFace, 0.0);
+    const Handle(Geom_Plane) plane =
+      Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(myFace, AutoWeldSeamAlgUtils::BasisSurfaceTol));
+    myPlanar = !plane.IsNull();
+    if (myPlanar)
+      myPlaneNormal = GeomHandle::GetFaceNormalAtUVParam(plane, 0.0, 0.0, myFace.Orientation() == TopAbs_REVERSED);
+  }
+  catch (const Standard_Failure&)
+  {
+    myEdgeFreeNormal = false;
+    myPlanar = false;
+  }
+  for (TopExp_Explorer it(myFace, TopAbs_VERTEX); it.More(); it.Next())
+    myVertexPoints.push_back(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())));
+}
+
+std::pair<bool, gp_Vec> FaceProximity::NormalByEdge(const TopoDS_Edge& edge, double t) const
+{
+  if (myEdgeFreeNormal)
+    return {true, myNormal};
+  return AutoWeldSeamAlgUtils::GetFaceNormalByEdge(edge, myFace, t);
 }
 
 bool FaceProximity::Contains(double u, double v) const

@@ -56,19 +56,26 @@ TEST(FaceProximity, ExtractionWithPreparedFacesMatchesTheDirectClassifiers)
   const std::vector<TopoDS_Shape> parts{Solids::Box(30, 20, 10),          Solids::LSolid(50, 10, 30),
                                         Solids::TSolid(100, 60, 10, 40),   Solids::FilletedPlate(100, 60, 10, 5),
                                         SeamSolids::ThinWedge(),           SeamSolids::StepSolid(),
-                                        SeamSolids::StuddedPlate(3, 2)};
+                                        Solids::Cylinder(10, 20),          SeamSolids::StuddedPlate(3, 2)};
   for (std::size_t k = 0; k < parts.size(); ++k)
   {
     const SeamExtractor extractor(parts[k]);
-    for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar})
+    for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
+                                  SeamExtractor::Classifier::Orientation})
     {
       SeamExtractor::Options options;
       options.classifier = classifier;
       const SeamExtractor::Result result = extractor.Extract(options);
       ASSERT_EQ(result.segs.size(), SeamSolids::TwoFaceEdges(parts[k]).size());
       for (const EdgeFaceSeg& seg : result.segs)
+      {
         EXPECT_EQ(seg.GetEdgeType(), SeamExtractor::Classify(seg, options))
           << "part " << k << ", " << SeamExtractor::ClassifierName(classifier) << ", edge " << seg.Edge_Index();
+        // The indices looked up once per candidate are those of the shapes the seam carries.
+        EXPECT_EQ(seg.Edge_Index(), extractor.IndexOf(seg.Edge()));
+        EXPECT_EQ(seg.Face1_Index(), extractor.IndexOf(seg.Face1()));
+        EXPECT_EQ(seg.Face2_Index(), extractor.IndexOf(seg.Face2()));
+      }
     }
   }
   // The studded plate by hand: 6 studs × 4 concave feet, everything else convex.
