@@ -29,11 +29,14 @@ double SegmentDistance(const gp_Pnt& p, const gp_Pnt& a, const gp_Pnt& b)
 }
 } // namespace
 
-FaceProximity::FaceProximity(const TopoDS_Face& face) : myFace(face)
+FaceProximity::FaceProximity(const TopoDS_Face& face, Preparation preparation) : myFace(face)
 {
   if (face.IsNull())
     return;
-  PrepareClassifierData();
+  PrepareClassifierData(preparation != Preparation::Distances);
+  // Queries then take the general path; the orientation test asks for none.
+  if (preparation == Preparation::Orientation)
+    return;
   const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(BRep_Tool::Surface(face));
   if (plane.IsNull())
     return;
@@ -63,7 +66,7 @@ FaceProximity::FaceProximity(const TopoDS_Face& face) : myFace(face)
   myPrepared = true;
 }
 
-void FaceProximity::PrepareClassifierData()
+void FaceProximity::PrepareClassifierData(bool withVertexPoints)
 {
   // A face whose surface the kernel cannot take apart stays unprepared; its queries raise the error
   // where the classifiers count it.
@@ -81,6 +84,8 @@ void FaceProximity::PrepareClassifierData()
     myEdgeFreeNormal = false;
     myPlanar = false;
   }
+  if (!withVertexPoints)
+    return;
   for (TopExp_Explorer it(myFace, TopAbs_VERTEX); it.More(); it.Next())
     myVertexPoints.push_back(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())));
 }

@@ -16,6 +16,7 @@
 #include <TopoDS_Compound.hxx>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <future>
@@ -88,7 +89,10 @@ std::vector<EdgeFaceSeg> ClassifyRange(const Candidates& candidates, std::size_t
   return segs;
 }
 
-// Runs job(i) for i in [0, count): on the pool in `threads` slices, or here.
+// Consecutive items a pool thread takes at a time: neighbours share topology, which then stays on one core.
+constexpr std::size_t ItemsPerGrab = 8;
+
+// Runs job(i) for i in [0, count): on the pool, each thread taking the next few items, or here.
 void ForEach(std::size_t count, std::size_t threads, const std::function<void(std::size_t)>& job)
 {
   if (threads <= 1)
@@ -97,11 +101,13 @@ void ForEach(std::size_t count, std::size_t threads, const std::function<void(st
       job(i);
     return;
   }
+  std::atomic<std::size_t> next{0};
   std::vector<std::future<void>> pending;
   for (std::size_t slice = 0; slice < threads; ++slice)
-    pending.push_back(GetThreadPool().Submit([&, slice] {
-      for (std::size_t i = slice; i < count; i += threads)
-        job(i);
+    pending.push_back(GetThreadPool().Submit([&] {
+      for (std::size_t begin = next.fetch_add(ItemsPerGrab); begin < count; begin = next.fetch_add(ItemsPerGrab))
+        for (std::size_t i = begin; i < std::min(begin + ItemsPerGrab, count); ++i)
+          job(i);
     }));
   for (std::future<void>& f : pending)
     f.get();
@@ -241,7 +247,11 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
   // Each face is prepared once, so that no edge walks a large face's topology or copies its shared
   // handles again: the threads would contend for their reference counts.
   std::vector<std::unique_ptr<FaceProximity>> faces(myFaces.size());
-  ForEach(myFaces.size(), threads, [&](std::size_t i) { faces[i] = std::make_unique<FaceProximity>(myFaces[i]); });
+  const FaceProximity::Preparation preparation = options.classifier == Classifier::Orientation
+                                                   ? FaceProximity::Preparation::Orientation
+                                                   : FaceProximity::Preparation::Distances;
+  ForEach(myFaces.size(), threads,
+          [&](std::size_t i) { faces[i] = std::make_unique<FaceProximity>(myFaces[i], preparation); });
 
   Message_ProgressScope scope(progress, "Classifying edges", static_cast<double>(std::max<std::size_t>(1, batches.size())));
   const auto run = [&](std::size_t i, Message_ProgressRange range) {
