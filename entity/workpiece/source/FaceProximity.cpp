@@ -19,13 +19,13 @@
 
 namespace
 {
-// Returns the distance from p to the segment ab.
-double SegmentDistance(const gp_Pnt& p, const gp_Pnt& a, const gp_Pnt& b)
+// Returns the square of the distance from p to the segment ab.
+double SegmentSquareDistance(const gp_Pnt& p, const gp_Pnt& a, const gp_Pnt& b)
 {
   const gp_XYZ ab = b.XYZ() - a.XYZ();
   const double length2 = ab.SquareModulus();
   const double s = length2 > 0.0 ? std::clamp((p.XYZ() - a.XYZ()).Dot(ab) / length2, 0.0, 1.0) : 0.0;
-  return p.Distance(gp_Pnt(a.XYZ() + ab * s));
+  return p.SquareDistance(gp_Pnt(a.XYZ() + ab * s));
 }
 } // namespace
 
@@ -108,10 +108,11 @@ bool FaceProximity::Contains(double u, double v) const
 
 double FaceProximity::BoundaryDistance(const gp_Pnt& point) const
 {
+  // The root is monotonic, so one root of the least square is the least of the roots.
   double nearest = std::numeric_limits<double>::max();
   for (const auto& [a, b] : mySegments)
-    nearest = std::min(nearest, SegmentDistance(point, a, b));
-  return nearest;
+    nearest = std::min(nearest, SegmentSquareDistance(point, a, b));
+  return std::sqrt(nearest);
 }
 
 double FaceProximity::Distance(const gp_Pnt& point) const

@@ -278,6 +278,10 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
       run(i, scope.Next());
   }
 
+  std::size_t kept = 0;
+  for (const BatchResult& batch : results)
+    kept += batch.segs.size();
+  result.segs.reserve(kept);
   for (BatchResult& batch : results)
   {
     result.cancelled = result.cancelled || !batch.ran;
