@@ -1,4 +1,5 @@
 #include <entity/AutoWeldSeamAlgUtils.h>
+#include <entity/FaceProximity.h>
 
 #include <cadtools/GeomHandle.h>
 #include <cadtools/ShapeHandle.h>
@@ -28,11 +29,12 @@
 #include <algorithm>
 #include <cmath>
 #include <list>
+#include <tuple>
+#include <vector>
 
 namespace
 {
-// Basis surfaces are asked for with this flatness tolerance.
-constexpr double BasisSurfaceTol = 1.0;
+constexpr double BasisSurfaceTol = AutoWeldSeamAlgUtils::BasisSurfaceTol;
 
 // Returns whether two directions are parallel or opposite within AutoWeldSeamAlgUtils::ParallelTol.
 bool IsParallelOrOpposite(double angle)
@@ -93,6 +95,105 @@ bool HasVertexAbove(const gp_Pnt& p, const gp_Dir& n, const TopoDS_Face& face, d
   return false;
 }
 
+// Returns whether some of the points lies strictly more than tol above the plane through p with normal n.
+bool HasPointAbove(const gp_Pnt& p, const gp_Dir& n, const std::vector<gp_Pnt>& points, double tol)
+{
+  const gp_Trsf toLocal = gpHandle::Ax2ToTrsf(gp_Ax2(p, n)).Inverted();
+  return std::any_of(points.begin(), points.end(),
+                     [&](const gp_Pnt& point) { return point.Transformed(toLocal).Z() > tol; });
+}
+
+// Returns the probe classification, the faces' normals and point tests given as callables.
+template <typename Normal1, typename Normal2, typename OnFace1, typename OnFace2>
+EdgeType ProbeKind(const TopoDS_Edge& edge, double tol, double t, const Normal1& normal1, const Normal2& normal2,
+                   const OnFace1& onFace1, const OnFace2& onFace2)
+{
+  const auto [hasCurve, p] = PointOnBasisCurve(edge, t);
+  if (!hasCurve)
+    return EdgeType::Unknown;
+  const auto [ok1, n1] = normal1();
+  const auto [ok2, n2] = normal2();
+  if (!ok1 || !ok2)
+    return EdgeType::Unknown;
+  if (const auto [decided, kind] = KindOfNormals(n1, n2); decided)
+    return kind;
+  const auto [w1, w2] = ProbeDirections(n1, n2);
+  const double d = tol + 1.0;
+  return KindOfProbes(onFace1(p.Translated(w1 * d), tol), onFace2(p.Translated(w2 * d), tol));
+}
+
+// Returns the planar classification: planeN() gives (whether face N is planar, its plane's normal),
+// distanceN the distance to face N.
+template <typename Plane1, typename Plane2, typename Distance1, typename Distance2>
+EdgeType PlanarKind(const TopoDS_Edge& edge, int step, const Plane1& plane1, const Plane2& plane2,
+                    const Distance1& distance1, const Distance2& distance2)
+{
+  const auto [hasCurve, p] = PointOnBasisCurve(edge, 0.5);
+  if (!hasCurve)
+    return EdgeType::Unknown;
+  const auto [planar1, n1] = plane1();
+  const auto [planar2, n2] = plane2();
+  if (!planar1 || !planar2)
+    return EdgeType::Unknown;
+  if (const auto [decided, kind] = KindOfNormals(n1, n2); decided)
+    return kind;
+  const auto [w1, w2] = ProbeDirections(n1, n2);
+  const double d = static_cast<double>(step);
+  return KindOfProbes(distance1(p.Translated(w1 * d)) < distance1(p) + AutoWeldSeamAlgUtils::PlanarDistSlack,
+                      distance2(p.Translated(w2 * d)) < distance2(p) + AutoWeldSeamAlgUtils::PlanarDistSlack);
+}
+
+// Returns (true, normal at the plane's origin) of a face whose basis surface is a plane, else (false, zero).
+std::pair<bool, gp_Vec> PlaneNormalOf(const TopoDS_Face& face)
+{
+  const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face, BasisSurfaceTol));
+  if (plane.IsNull())
+    return {false, gp_Vec(0.0, 0.0, 0.0)};
+  return {true, GeomHandle::GetFaceNormalAtUVParam(plane, 0.0, 0.0, face.Orientation() == TopAbs_REVERSED)};
+}
+
+// Returns the orientation classification of an edge oriented as in face1: normalN() the faces' normals at
+// the edge start, planarN() whether they are planar, faceNRises(p, n) whether face N rises above a plane.
+template <typename Normal1, typename Normal2, typename Planar1, typename Planar2, typename Rises1, typename Rises2>
+EdgeType OrientationKind(const TopoDS_Edge& edge, const Normal1& normal1, const Normal2& normal2,
+                         const Planar1& planar1, const Planar2& planar2, const Rises1& face1Rises,
+                         const Rises2& face2Rises)
+{
+  const BRepAdaptor_Curve curve(edge);
+  gp_Pnt p;
+  gp_Vec tangent;
+  curve.D1(curve.FirstParameter(), p, tangent);
+  if (edge.Orientation() == TopAbs_REVERSED)
+    tangent.Reverse();
+
+  gp_Vec n1, n2;
+  bool ok1 = false, ok2 = false;
+  std::tie(ok1, n1) = normal1();
+  std::tie(ok2, n2) = normal2();
+  if (!ok1 || !ok2)
+    return EdgeType::Unknown;
+  if (IsParallelOrOpposite(n1.Angle(n2)))
+    return EdgeType::Convex;
+
+  const gp_Dir cross(n1.Crossed(n2));
+  const EdgeType provisional =
+    cross.Angle(gp_Dir(tangent)) <= AutoWeldSeamAlgUtils::ParallelTol ? EdgeType::Convex : EdgeType::Concave;
+
+  if (!planar1() || !planar2())
+    return provisional;
+
+  // At a real inner corner each face rises above the other's plane; seen from an outer corner the
+  // faces fall away behind each other's plane, hence the flipped normals.
+  if (provisional == EdgeType::Convex)
+  {
+    n1.Reverse();
+    n2.Reverse();
+  }
+  const bool face2RisesAbove = face2Rises(p, gp_Dir(n1));
+  const bool face1RisesAbove = face1Rises(p, gp_Dir(n2));
+  return face2RisesAbove && face1RisesAbove ? provisional : EdgeType::Convex;
+}
+
 // Returns a vertex at the point, or a null vertex when the point cannot carry one.
 TopoDS_Vertex VertexAt(const gp_Pnt& point)
 {
@@ -129,18 +230,18 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoD
                                             const TopoDS_Face& face2, double tol, double t,
                                             const OnFaceTest& onFace1, const OnFaceTest& onFace2)
 {
-  const auto [hasCurve, p] = PointOnBasisCurve(edge, t);
-  if (!hasCurve)
-    return EdgeType::Unknown;
-  const auto [ok1, n1] = GetFaceNormalByEdge(edge, face1, t);
-  const auto [ok2, n2] = GetFaceNormalByEdge(edge, face2, t);
-  if (!ok1 || !ok2)
-    return EdgeType::Unknown;
-  if (const auto [decided, kind] = KindOfNormals(n1, n2); decided)
-    return kind;
-  const auto [w1, w2] = ProbeDirections(n1, n2);
-  const double d = tol + 1.0;
-  return KindOfProbes(onFace1(p.Translated(w1 * d), tol), onFace2(p.Translated(w2 * d), tol));
+  return ProbeKind(
+    edge, tol, t, [&] { return GetFaceNormalByEdge(edge, face1, t); }, [&] { return GetFaceNormalByEdge(edge, face2, t); },
+    onFace1, onFace2);
+}
+
+EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const FaceProximity& face1,
+                                            const FaceProximity& face2, double tol, double t)
+{
+  return ProbeKind(
+    edge, tol, t, [&] { return face1.NormalByEdge(edge, t); }, [&] { return face2.NormalByEdge(edge, t); },
+    [&](const gp_Pnt& p, double d) { return face1.IsOn(p, d); },
+    [&](const gp_Pnt& p, double d) { return face2.IsOn(p, d); });
 }
 
 EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1,
@@ -155,21 +256,17 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoD
                                             const TopoDS_Face& face2, int step, const FaceDistance& distance1,
                                             const FaceDistance& distance2)
 {
-  const auto [hasCurve, p] = PointOnBasisCurve(edge, 0.5);
-  if (!hasCurve)
-    return EdgeType::Unknown;
-  const Handle(Geom_Plane) plane1 = Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face1, BasisSurfaceTol));
-  const Handle(Geom_Plane) plane2 = Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face2, BasisSurfaceTol));
-  if (plane1.IsNull() || plane2.IsNull())
-    return EdgeType::Unknown;
-  const gp_Vec n1 = GeomHandle::GetFaceNormalAtUVParam(plane1, 0.0, 0.0, face1.Orientation() == TopAbs_REVERSED);
-  const gp_Vec n2 = GeomHandle::GetFaceNormalAtUVParam(plane2, 0.0, 0.0, face2.Orientation() == TopAbs_REVERSED);
-  if (const auto [decided, kind] = KindOfNormals(n1, n2); decided)
-    return kind;
-  const auto [w1, w2] = ProbeDirections(n1, n2);
-  const double d = static_cast<double>(step);
-  return KindOfProbes(distance1(p.Translated(w1 * d)) < distance1(p) + PlanarDistSlack,
-                      distance2(p.Translated(w2 * d)) < distance2(p) + PlanarDistSlack);
+  return PlanarKind(
+    edge, step, [&] { return PlaneNormalOf(face1); }, [&] { return PlaneNormalOf(face2); }, distance1, distance2);
+}
+
+EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const FaceProximity& face1,
+                                            const FaceProximity& face2, int step)
+{
+  return PlanarKind(
+    edge, step, [&] { return std::make_pair(face1.IsPlanar(), face1.PlaneNormal()); },
+    [&] { return std::make_pair(face2.IsPlanar(), face2.PlaneNormal()); },
+    [&](const gp_Pnt& p) { return face1.Distance(p); }, [&](const gp_Pnt& p) { return face2.Distance(p); });
 }
 
 EdgeType AutoWeldSeamAlgUtils::IsConcave(const EdgeFaceSeg& seg, double tol)
@@ -188,40 +285,25 @@ EdgeType AutoWeldSeamAlgUtils::IsConcave(TopoDS_Edge edge, const TopoDS_Face& fa
   if (!asInFace1)
     edge.Reverse();
 
-  const BRepAdaptor_Curve curve(edge);
-  gp_Pnt p;
-  gp_Vec tangent;
-  curve.D1(curve.FirstParameter(), p, tangent);
-  if (edge.Orientation() == TopAbs_REVERSED)
-    tangent.Reverse();
+  return OrientationKind(
+    edge, [&] { return GetFaceNormalByEdge(edge, face1, 0.0); }, [&] { return GetFaceNormalByEdge(edge, face2, 0.0); },
+    [&] { return !Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face1, BasisSurfaceTol)).IsNull(); },
+    [&] { return !Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face2, BasisSurfaceTol)).IsNull(); },
+    [&](const gp_Pnt& p, const gp_Dir& n) { return HasVertexAbove(p, n, face1, tol); },
+    [&](const gp_Pnt& p, const gp_Dir& n) { return HasVertexAbove(p, n, face2, tol); });
+}
 
-  gp_Vec n1, n2;
-  bool ok1 = false, ok2 = false;
-  std::tie(ok1, n1) = GetFaceNormalByEdge(edge, face1, 0.0);
-  std::tie(ok2, n2) = GetFaceNormalByEdge(edge, face2, 0.0);
-  if (!ok1 || !ok2)
+EdgeType AutoWeldSeamAlgUtils::IsConcave(const TopoDS_Edge& edgeAsInFace1, const FaceProximity& face1,
+                                         const FaceProximity& face2, double tol)
+{
+  if (edgeAsInFace1.IsNull() || face1.Face().IsNull() || face2.Face().IsNull())
     return EdgeType::Unknown;
-  if (IsParallelOrOpposite(n1.Angle(n2)))
-    return EdgeType::Convex;
-
-  const gp_Dir cross(n1.Crossed(n2));
-  const EdgeType provisional = cross.Angle(gp_Dir(tangent)) <= ParallelTol ? EdgeType::Convex : EdgeType::Concave;
-
-  const bool planar1 = !Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face1, BasisSurfaceTol)).IsNull();
-  const bool planar2 = !Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face2, BasisSurfaceTol)).IsNull();
-  if (!planar1 || !planar2)
-    return provisional;
-
-  // At a real inner corner each face rises above the other's plane; seen from an outer corner the
-  // faces fall away behind each other's plane, hence the flipped normals.
-  if (provisional == EdgeType::Convex)
-  {
-    n1.Reverse();
-    n2.Reverse();
-  }
-  const bool face2Rises = HasVertexAbove(p, gp_Dir(n1), face2, tol);
-  const bool face1Rises = HasVertexAbove(p, gp_Dir(n2), face1, tol);
-  return face2Rises && face1Rises ? provisional : EdgeType::Convex;
+  return OrientationKind(
+    edgeAsInFace1, [&] { return face1.NormalByEdge(edgeAsInFace1, 0.0); },
+    [&] { return face2.NormalByEdge(edgeAsInFace1, 0.0); }, [&] { return face1.IsPlanar(); },
+    [&] { return face2.IsPlanar(); },
+    [&](const gp_Pnt& p, const gp_Dir& n) { return HasPointAbove(p, n, face1.VertexPoints(), tol); },
+    [&](const gp_Pnt& p, const gp_Dir& n) { return HasPointAbove(p, n, face2.VertexPoints(), tol); });
 }
 
 std::pair<bool, gp_Vec> AutoWeldSeamAlgUtils::GetFaceNormalByEdge(const TopoDS_Edge& edge, const TopoDS_Face& face,

@@ -1,8 +1,11 @@
 #include <entity/AutoWeldSeamAlgUtils.h>
 #include <entity/FaceProximity.h>
 
+#include <cadtools/GeomHandle.h>
+
 #include <BRepAdaptor_Curve.hxx>
 #include <BRep_Tool.hxx>
+#include <Standard_Failure.hxx>
 #include <ElSLib.hxx>
 #include <Geom_Plane.hxx>
 #include <Precision.hxx>
@@ -12,22 +15,27 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 namespace
 {
-// Returns the distance from p to the segment ab.
-double SegmentDistance(const gp_Pnt& p, const gp_Pnt& a, const gp_Pnt& b)
+// Returns the square of the distance from p to the segment ab.
+double SegmentSquareDistance(const gp_Pnt& p, const gp_Pnt& a, const gp_Pnt& b)
 {
   const gp_XYZ ab = b.XYZ() - a.XYZ();
   const double length2 = ab.SquareModulus();
   const double s = length2 > 0.0 ? std::clamp((p.XYZ() - a.XYZ()).Dot(ab) / length2, 0.0, 1.0) : 0.0;
-  return p.Distance(gp_Pnt(a.XYZ() + ab * s));
+  return p.SquareDistance(gp_Pnt(a.XYZ() + ab * s));
 }
 } // namespace
 
-FaceProximity::FaceProximity(const TopoDS_Face& face) : myFace(face)
+FaceProximity::FaceProximity(const TopoDS_Face& face, Preparation preparation) : myFace(face)
 {
   if (face.IsNull())
+    return;
+  PrepareClassifierData(preparation != Preparation::Distances);
+  // Queries then take the general path; the orientation test asks for none.
+  if (preparation == Preparation::Orientation)
     return;
   const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(BRep_Tool::Surface(face));
   if (plane.IsNull())
@@ -58,6 +66,37 @@ FaceProximity::FaceProximity(const TopoDS_Face& face) : myFace(face)
   myPrepared = true;
 }
 
+void FaceProximity::PrepareClassifierData(bool withVertexPoints)
+{
+  // A face whose surface the kernel cannot take apart stays unprepared; its queries raise the error
+  // where the classifiers count it.
+  try
+  {
+    std::tie(myEdgeFreeNormal, myNormal) = AutoWeldSeamAlgUtils::GetFaceNormalByEdge(TopoDS_Edge(), myFace, 0.0);
+    const Handle(Geom_Plane) plane =
+      Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(myFace, AutoWeldSeamAlgUtils::BasisSurfaceTol));
+    myPlanar = !plane.IsNull();
+    if (myPlanar)
+      myPlaneNormal = GeomHandle::GetFaceNormalAtUVParam(plane, 0.0, 0.0, myFace.Orientation() == TopAbs_REVERSED);
+  }
+  catch (const Standard_Failure&)
+  {
+    myEdgeFreeNormal = false;
+    myPlanar = false;
+  }
+  if (!withVertexPoints)
+    return;
+  for (TopExp_Explorer it(myFace, TopAbs_VERTEX); it.More(); it.Next())
+    myVertexPoints.push_back(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())));
+}
+
+std::pair<bool, gp_Vec> FaceProximity::NormalByEdge(const TopoDS_Edge& edge, double t) const
+{
+  if (myEdgeFreeNormal)
+    return {true, myNormal};
+  return AutoWeldSeamAlgUtils::GetFaceNormalByEdge(edge, myFace, t);
+}
+
 bool FaceProximity::Contains(double u, double v) const
 {
   bool inside = false;
@@ -69,10 +108,11 @@ bool FaceProximity::Contains(double u, double v) const
 
 double FaceProximity::BoundaryDistance(const gp_Pnt& point) const
 {
+  // The root is monotonic, so one root of the least square is the least of the roots.
   double nearest = std::numeric_limits<double>::max();
   for (const auto& [a, b] : mySegments)
-    nearest = std::min(nearest, SegmentDistance(point, a, b));
-  return nearest;
+    nearest = std::min(nearest, SegmentSquareDistance(point, a, b));
+  return std::sqrt(nearest);
 }
 
 double FaceProximity::Distance(const gp_Pnt& point) const

@@ -16,10 +16,13 @@
 #include <TopoDS_Compound.hxx>
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <future>
+#include <set>
 #include <stdexcept>
+#include <utility>
 
 namespace
 {
@@ -31,24 +34,18 @@ template <typename Candidate>
 EdgeType ClassifyPrepared(const Candidate& c, const SeamExtractor::Options& options,
                           const std::vector<std::unique_ptr<FaceProximity>>& faces)
 {
-  // The orientation classifier needs no prepared faces, and none are made for it.
-  const FaceProximity* face1 = faces[c.faceSlot1].get();
-  const FaceProximity* face2 = faces[c.faceSlot2].get();
+  const FaceProximity& face1 = *faces[c.faceSlot1];
+  const FaceProximity& face2 = *faces[c.faceSlot2];
   switch (options.classifier)
   {
   case SeamExtractor::Classifier::Probe:
-    return AutoWeldSeamAlgUtils::CalcEdgeType(
-      c.edge, c.face1, c.face2, options.fuzzyValue, options.probeParameter,
-      [&](const gp_Pnt& p, double tol) { return face1->IsOn(p, tol); },
-      [&](const gp_Pnt& p, double tol) { return face2->IsOn(p, tol); });
+    return AutoWeldSeamAlgUtils::CalcEdgeType(c.edge, face1, face2, options.fuzzyValue, options.probeParameter);
   case SeamExtractor::Classifier::Planar:
-    return AutoWeldSeamAlgUtils::CalcEdgeType(
-      c.edge, c.face1, c.face2, options.planarStep, [&](const gp_Pnt& p) { return face1->Distance(p); },
-      [&](const gp_Pnt& p) { return face2->Distance(p); });
+    return AutoWeldSeamAlgUtils::CalcEdgeType(c.edge, face1, face2, options.planarStep);
   case SeamExtractor::Classifier::Orientation:
     break;
   }
-  return AutoWeldSeamAlgUtils::IsConcave(c.edge, c.face1, c.face2, options.fuzzyValue);
+  return AutoWeldSeamAlgUtils::IsConcave(c.edgeAsInFace1, face1, face2, options.fuzzyValue);
 }
 
 // Returns the seams of candidates [begin, end) of one block, classified; counts kernel failures.
@@ -56,38 +53,46 @@ template <typename Candidates>
 std::vector<EdgeFaceSeg> ClassifyRange(const Candidates& candidates, std::size_t begin, std::size_t end,
                                        const SeamExtractor::Options& options,
                                        const std::vector<std::unique_ptr<FaceProximity>>& faces,
-                                       const SeamExtractor& indexer, std::size_t& tooShort, std::size_t& failed)
+                                       std::size_t& tooShort, std::size_t& failed)
 {
   std::vector<EdgeFaceSeg> segs;
   segs.reserve(end - begin);
+  // Counted here and handed over once, so that threads do not write beside each other's results.
+  std::size_t shortHere = 0, failedHere = 0;
   for (std::size_t i = begin; i < end; ++i)
   {
+    const auto& candidate = candidates[i];
     EdgeFaceSeg seg;
-    seg.SetEdge(candidates[i].edge);
+    seg.SetEdge(candidate.edge);
     if (seg.GetSegLength() < options.minLength)
     {
-      ++tooShort;
+      ++shortHere;
       continue;
     }
-    seg.SetFace1(candidates[i].face1);
-    seg.SetFace2(candidates[i].face2);
+    seg.SetFace1(candidate.face1);
+    seg.SetFace2(candidate.face2);
     EdgeType type = EdgeType::Unknown;
     try
     {
-      type = ClassifyPrepared(candidates[i], options, faces);
+      type = ClassifyPrepared(candidate, options, faces);
     }
     catch (const Standard_Failure&)
     {
-      ++failed;
+      ++failedHere;
     }
-    seg.SetIntSeg(IntEdgeFaceSeg(indexer.IndexOf(seg.Edge()), indexer.IndexOf(seg.Face1()),
-                                 indexer.IndexOf(seg.Face2()), options.fuzzyValue, type));
+    seg.SetIntSeg(IntEdgeFaceSeg(candidate.edgeIndex, candidate.faceIndex1, candidate.faceIndex2,
+                                 options.fuzzyValue, type));
     segs.push_back(std::move(seg));
   }
+  tooShort = shortHere;
+  failed = failedHere;
   return segs;
 }
 
-// Runs job(i) for i in [0, count): on the pool in `threads` slices, or here.
+// Consecutive items a pool thread takes at a time: neighbours share topology, which then stays on one core.
+constexpr std::size_t ItemsPerGrab = 8;
+
+// Runs job(i) for i in [0, count): on the pool, each thread taking the next few items, or here.
 void ForEach(std::size_t count, std::size_t threads, const std::function<void(std::size_t)>& job)
 {
   if (threads <= 1)
@@ -96,11 +101,13 @@ void ForEach(std::size_t count, std::size_t threads, const std::function<void(st
       job(i);
     return;
   }
+  std::atomic<std::size_t> next{0};
   std::vector<std::future<void>> pending;
   for (std::size_t slice = 0; slice < threads; ++slice)
-    pending.push_back(GetThreadPool().Submit([&, slice] {
-      for (std::size_t i = slice; i < count; i += threads)
-        job(i);
+    pending.push_back(GetThreadPool().Submit([&] {
+      for (std::size_t begin = next.fetch_add(ItemsPerGrab); begin < count; begin = next.fetch_add(ItemsPerGrab))
+        for (std::size_t i = begin; i < std::min(begin + ItemsPerGrab, count); ++i)
+          job(i);
     }));
   for (std::future<void>& f : pending)
     f.get();
@@ -150,10 +157,18 @@ void SeamExtractor::AddBlock(const TopoDS_Shape& shape)
   myEdges += static_cast<std::size_t>(edgeFaces.Extent());
   number(shape);
   const std::size_t firstSlot = myFaces.size();
+  // (face, edge) pairs where the face holds the edge with the orientation of its key in edgeFaces.
+  std::set<std::pair<int, int>> heldAsKeyed;
   for (int i = 1; i <= faces.Extent(); ++i)
   {
     number(faces(i));
     myFaces.push_back(TopoDS::Face(faces(i)));
+    for (TopExp_Explorer it(faces(i), TopAbs_EDGE); it.More(); it.Next())
+    {
+      const int edgeNumber = edgeFaces.FindIndex(it.Current());
+      if (edgeNumber > 0 && it.Current().IsEqual(edgeFaces.FindKey(edgeNumber)))
+        heldAsKeyed.emplace(i, edgeNumber);
+    }
   }
   for (int i = 1; i <= edgeFaces.Extent(); ++i)
   {
@@ -170,8 +185,12 @@ void SeamExtractor::AddBlock(const TopoDS_Shape& shape)
     {
       const TopoDS_Face& face1 = TopoDS::Face(adjacent.First());
       const TopoDS_Face& face2 = TopoDS::Face(adjacent.Last());
-      block.candidates.push_back({edge, face1, face2, firstSlot + faces.FindIndex(face1) - 1,
-                                  firstSlot + faces.FindIndex(face2) - 1});
+      const int faceNumber1 = faces.FindIndex(face1);
+      const int faceNumber2 = faces.FindIndex(face2);
+      const bool asInFace1 = heldAsKeyed.count({faceNumber1, i}) > 0;
+      block.candidates.push_back({edge, face1, face2, firstSlot + faceNumber1 - 1, firstSlot + faceNumber2 - 1,
+                                  asInFace1 ? edge : TopoDS::Edge(edge.Reversed()), IndexOf(edge), IndexOf(face1),
+                                  IndexOf(face2)});
     }
   }
   myBlocks.push_back(std::move(block));
@@ -225,17 +244,21 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
   };
   std::vector<BatchResult> results(batches.size());
 
-  // Each face is prepared once, so that no probe walks a large face's topology again.
+  // Each face is prepared once, so that no edge walks a large face's topology or copies its shared
+  // handles again: the threads would contend for their reference counts.
   std::vector<std::unique_ptr<FaceProximity>> faces(myFaces.size());
-  if (options.classifier != Classifier::Orientation)
-    ForEach(myFaces.size(), threads, [&](std::size_t i) { faces[i] = std::make_unique<FaceProximity>(myFaces[i]); });
+  const FaceProximity::Preparation preparation = options.classifier == Classifier::Orientation
+                                                   ? FaceProximity::Preparation::Orientation
+                                                   : FaceProximity::Preparation::Distances;
+  ForEach(myFaces.size(), threads,
+          [&](std::size_t i) { faces[i] = std::make_unique<FaceProximity>(myFaces[i], preparation); });
 
   Message_ProgressScope scope(progress, "Classifying edges", static_cast<double>(std::max<std::size_t>(1, batches.size())));
   const auto run = [&](std::size_t i, Message_ProgressRange range) {
     if (range.UserBreak())
       return;
     BatchResult& out = results[i];
-    out.segs = ClassifyRange(batches[i].block->candidates, batches[i].begin, batches[i].end, options, faces, *this,
+    out.segs = ClassifyRange(batches[i].block->candidates, batches[i].begin, batches[i].end, options, faces,
                              out.tooShort, out.failed);
     out.ran = true;
     range.Close();
@@ -255,6 +278,10 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
       run(i, scope.Next());
   }
 
+  std::size_t kept = 0;
+  for (const BatchResult& batch : results)
+    kept += batch.segs.size();
+  result.segs.reserve(kept);
   for (BatchResult& batch : results)
   {
     result.cancelled = result.cancelled || !batch.ran;

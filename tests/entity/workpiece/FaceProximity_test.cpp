@@ -56,19 +56,26 @@ TEST(FaceProximity, ExtractionWithPreparedFacesMatchesTheDirectClassifiers)
   const std::vector<TopoDS_Shape> parts{Solids::Box(30, 20, 10),          Solids::LSolid(50, 10, 30),
                                         Solids::TSolid(100, 60, 10, 40),   Solids::FilletedPlate(100, 60, 10, 5),
                                         SeamSolids::ThinWedge(),           SeamSolids::StepSolid(),
-                                        SeamSolids::StuddedPlate(3, 2)};
+                                        Solids::Cylinder(10, 20),          SeamSolids::StuddedPlate(3, 2)};
   for (std::size_t k = 0; k < parts.size(); ++k)
   {
     const SeamExtractor extractor(parts[k]);
-    for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar})
+    for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
+                                  SeamExtractor::Classifier::Orientation})
     {
       SeamExtractor::Options options;
       options.classifier = classifier;
       const SeamExtractor::Result result = extractor.Extract(options);
       ASSERT_EQ(result.segs.size(), SeamSolids::TwoFaceEdges(parts[k]).size());
       for (const EdgeFaceSeg& seg : result.segs)
+      {
         EXPECT_EQ(seg.GetEdgeType(), SeamExtractor::Classify(seg, options))
           << "part " << k << ", " << SeamExtractor::ClassifierName(classifier) << ", edge " << seg.Edge_Index();
+        // The indices looked up once per candidate are those of the shapes the seam carries.
+        EXPECT_EQ(seg.Edge_Index(), extractor.IndexOf(seg.Edge()));
+        EXPECT_EQ(seg.Face1_Index(), extractor.IndexOf(seg.Face1()));
+        EXPECT_EQ(seg.Face2_Index(), extractor.IndexOf(seg.Face2()));
+      }
     }
   }
   // The studded plate by hand: 6 studs × 4 concave feet, everything else convex.
@@ -78,4 +85,57 @@ TEST(FaceProximity, ExtractionWithPreparedFacesMatchesTheDirectClassifiers)
     concave += seg.GetEdgeType() == EdgeType::Concave ? 1 : 0;
   EXPECT_EQ(concave, 24u);
   EXPECT_EQ(studs.segs.size(), 12u + 6u * 12u);
+}
+
+TEST(FaceProximity, ClassifierDataByPreparation)
+{
+  // The studded plate's top: 4 outer edges and 6 holes of 4, each edge with its 2 vertices.
+  const TopoDS_Shape plate = SeamSolids::StuddedPlate(3, 2);
+  const TopoDS_Face top = SeamSolids::FaceNear(plate, gp_Pnt(50, 45, 10));
+  const FaceProximity both(top);
+  const FaceProximity distances(top, FaceProximity::Preparation::Distances);
+  const FaceProximity orientation(top, FaceProximity::Preparation::Orientation);
+  EXPECT_EQ(both.VertexPoints().size(), 2u * (4u + 6u * 4u));
+  EXPECT_TRUE(distances.VertexPoints().empty());
+  EXPECT_EQ(orientation.VertexPoints().size(), both.VertexPoints().size());
+  EXPECT_TRUE(both.IsPrepared());
+  EXPECT_TRUE(distances.IsPrepared());
+  EXPECT_FALSE(orientation.IsPrepared()) << "the orientation test asks no distances";
+  EXPECT_DOUBLE_EQ(orientation.Distance(gp_Pnt(50, 40, 13)), 3.0) << "answered by the kernel instead";
+  for (const gp_Pnt& p : both.VertexPoints())
+    EXPECT_NEAR(p.Z(), 10.0, 1e-9);
+
+  // A plane's normal holds along any edge; it points out of the solid (up from the top).
+  for (const FaceProximity* face : {&both, &distances, &orientation})
+  {
+    EXPECT_TRUE(face->IsPlanar());
+    const auto [ok, normal] = face->NormalByEdge(TopoDS_Edge(), 0.5);
+    ASSERT_TRUE(ok);
+    EXPECT_NEAR(normal.Z(), 1.0, 1e-12);
+    EXPECT_NEAR(face->PlaneNormal().Angle(gp_Vec(0, 0, 1)), 0.0, 1e-12);
+  }
+
+  // On a cylinder the normal follows the edge point, as the direct computation gives it.
+  const TopoDS_Shape cylinder = Solids::Cylinder(5, 10);
+  const TopoDS_Face side = SeamSolids::FaceNear(cylinder, gp_Pnt(5, 0, 5));
+  const FaceProximity curved(side);
+  EXPECT_FALSE(curved.IsPlanar());
+  EXPECT_EQ(curved.PlaneNormal().Magnitude(), 0.0);
+  EXPECT_FALSE(curved.NormalByEdge(TopoDS_Edge(), 0.5).first) << "no edge, no point to take the normal at";
+  for (TopExp_Explorer it(side, TopAbs_EDGE); it.More(); it.Next())
+  {
+    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
+    for (const double t : {0.0, 0.25, 1.0})
+    {
+      const auto [ok, normal] = curved.NormalByEdge(edge, t);
+      const auto [okDirect, direct] = AutoWeldSeamAlgUtils::GetFaceNormalByEdge(edge, side, t);
+      ASSERT_EQ(ok, okDirect);
+      if (ok)
+      {
+        EXPECT_NEAR(normal.Magnitude(), 1.0, 1e-9);
+        EXPECT_NEAR(normal.Z(), 0.0, 1e-9) << "radial";
+        EXPECT_TRUE(normal.IsEqual(direct, 1e-12, 1e-12));
+      }
+    }
+  }
 }

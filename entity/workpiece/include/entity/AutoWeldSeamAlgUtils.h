@@ -17,6 +17,8 @@
 #include <functional>
 #include <utility>
 
+class FaceProximity;
+
 // Classification of an edge between two faces as a weld seam, and the geometric predicates around it.
 // Failures are results (false, Unknown, FailDistance); kernel exceptions reach the caller.
 class AutoWeldSeamAlgUtils
@@ -36,6 +38,8 @@ public:
   static constexpr double NormalFloor = 0.001;
   // Distance reported when it cannot be computed.
   static constexpr double FailDistance = 2147483647.0;
+  // Flatness tolerance within which a spline face counts as planar.
+  static constexpr double BasisSurfaceTol = 1.0;
   // Gap tolerance when chaining curves into one.
   static constexpr double MergeTol = 0.01;
 
@@ -56,16 +60,28 @@ public:
   // Returns the probe classification with the faces' point tests given by the caller (who may have prepared the faces).
   static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, double tol,
                                double t, const OnFaceTest& onFace1, const OnFaceTest& onFace2);
+  // Returns the probe classification of faces prepared by the caller (as the overload on the faces themselves).
+  static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const FaceProximity& face1, const FaceProximity& face2,
+                               double tol, double t);
   // Returns the kind of a straight seam between two planar faces by comparing probe distances `step` away.
   static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, int step);
   // Returns the planar classification with the faces' distances given by the caller.
   static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, int step,
                                const FaceDistance& distance1, const FaceDistance& distance2);
 
+  // Returns the planar classification of faces prepared by the caller (as the overload on the faces themselves).
+  static EdgeType CalcEdgeType(const TopoDS_Edge& edge, const FaceProximity& face1, const FaceProximity& face2,
+                               int step);
+
   // Returns the orientation classification of the segment's edge and faces.
   static EdgeType IsConcave(const EdgeFaceSeg& seg, double tol);
   // Returns the kind of edge by the sense of the normals' cross product along the edge tangent.
   static EdgeType IsConcave(TopoDS_Edge edge, const TopoDS_Face& face1, const TopoDS_Face& face2, double tol);
+
+  // Returns the orientation classification of prepared faces, the edge given as it lies in face1 (IsConcave
+  // reverses an edge face1 does not hold as given).
+  static EdgeType IsConcave(const TopoDS_Edge& edgeAsInFace1, const FaceProximity& face1, const FaceProximity& face2,
+                            double tol);
 
   // Returns (true, outward unit normal) of the face beside the edge point at fraction t, or (false, zero).
   static std::pair<bool, gp_Vec> GetFaceNormalByEdge(const TopoDS_Edge& edge, const TopoDS_Face& face, double t);

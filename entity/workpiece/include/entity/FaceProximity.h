@@ -1,9 +1,11 @@
 #pragma once
 
+#include <TopoDS_Edge.hxx>
 #include <TopoDS_Face.hxx>
 #include <gp_Pln.hxx>
 #include <gp_Pnt2d.hxx>
 #include <gp_Pnt.hxx>
+#include <gp_Vec.hxx>
 
 #include <utility>
 #include <vector>
@@ -15,11 +17,21 @@
 // the distance to the plane when the foot lies in the face (an even-odd crossing count over all
 // its loops, holes included), else the distance to the nearest boundary segment. Queries only
 // read, so any number of threads may share one instance. Other faces answer through
-// AutoWeldSeamAlgUtils.
+// AutoWeldSeamAlgUtils. Every face also keeps what the classifiers would otherwise re-derive from
+// the shared topology for each of its edges (its plane's normals, its vertex points), so that
+// threads classifying edges of one face do not contend for its handles.
 class FaceProximity
 {
 public:
-  explicit FaceProximity(const TopoDS_Face& face);
+  // What to prepare: the boundary for distances, the vertex points for the orientation test, or both.
+  enum class Preparation
+  {
+    Distances,
+    Orientation,
+    Both
+  };
+
+  explicit FaceProximity(const TopoDS_Face& face, Preparation preparation = Preparation::Both);
 
   // Returns the distance from the point to the face, as AutoWeldSeamAlgUtils::DistOfPntToFace.
   double Distance(const gp_Pnt& point) const;
@@ -30,7 +42,20 @@ public:
   // Returns whether queries take the prepared path.
   bool IsPrepared() const { return myPrepared; }
 
+  // Returns the face.
+  const TopoDS_Face& Face() const { return myFace; }
+  // Returns the outward normal beside the edge point at fraction t, as AutoWeldSeamAlgUtils::GetFaceNormalByEdge.
+  std::pair<bool, gp_Vec> NormalByEdge(const TopoDS_Edge& edge, double t) const;
+  // Returns whether the face's basis surface is a plane (within AutoWeldSeamAlgUtils::BasisSurfaceTol).
+  bool IsPlanar() const { return myPlanar; }
+  // Returns the normal of that plane at its origin, face orientation applied (zero when not planar).
+  const gp_Vec& PlaneNormal() const { return myPlaneNormal; }
+  // Returns the points of the face's vertices, in exploration order (repeats included); empty when not prepared.
+  const std::vector<gp_Pnt>& VertexPoints() const { return myVertexPoints; }
+
 private:
+  // Keeps the normals and planarity the classifiers ask for, and the vertex points when asked.
+  void PrepareClassifierData(bool withVertexPoints);
   // Returns the distance to the nearest boundary segment.
   double BoundaryDistance(const gp_Pnt& point) const;
   // Returns whether the plane parameters (u, v) lie inside the boundary loops.
@@ -41,4 +66,9 @@ private:
   bool myPrepared = false;
   std::vector<std::pair<gp_Pnt, gp_Pnt>> mySegments;
   std::vector<std::pair<gp_Pnt2d, gp_Pnt2d>> myUVSegments;
+  bool myEdgeFreeNormal = false; // the normal holds along every edge (planes)
+  gp_Vec myNormal;
+  bool myPlanar = false;
+  gp_Vec myPlaneNormal;
+  std::vector<gp_Pnt> myVertexPoints;
 };

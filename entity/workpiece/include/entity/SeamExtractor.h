@@ -69,8 +69,8 @@ public:
   // Returns the number of distinct edges of the part.
   std::size_t NbEdges() const { return myEdges; }
 
-  // Returns the classified seams of the part; progress advances once per batch of edges. The probe and
-  // planar classifiers see each face through a FaceProximity prepared once per call.
+  // Returns the classified seams of the part; progress advances once per batch of edges. Every
+  // classifier sees each face through a FaceProximity prepared once per call.
   Result Extract(const Options& options, const Message_ProgressRange& progress = Message_ProgressRange()) const;
 
   // Returns the kind of one seam by the chosen classifier.
@@ -87,6 +87,10 @@ private:
     TopoDS_Face face2;
     std::size_t faceSlot1; // positions of the faces in myFaces
     std::size_t faceSlot2;
+    TopoDS_Edge edgeAsInFace1; // the edge as face1 holds it (reversed when face1 holds it only so)
+    std::uint32_t edgeIndex;   // IndexOf the edge and faces, looked up once
+    std::uint32_t faceIndex1;
+    std::uint32_t faceIndex2;
   };
   struct Block
   {
