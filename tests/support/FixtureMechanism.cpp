@@ -25,14 +25,14 @@ FixtureMechanism::FixtureMechanism(const std::string& name, const std::vector<Jo
     parent = AddLink(chain[i], parent, zeroFrames[i]);
 }
 
-FixtureLinkRod* FixtureMechanism::AddLink(const JointSpec& spec, FixtureLinkRod* parent, const gp_Trsf& zeroFrame)
+FixtureLinkRod* FixtureMechanism::AddLink(const JointSpec& joint, FixtureLinkRod* parent, const gp_Trsf& zeroFrame)
 {
-  const opencascade::handle<ShapeEntity> part = NewPart(spec.body, zeroFrame);
-  part->SetName(spec.name);
+  const opencascade::handle<ShapeEntity> part = NewPart(joint.body, zeroFrame);
+  part->SetName(joint.name);
   AddSubMdl(part);
-  auto link = std::make_shared<FixtureLinkRod>(spec.type, AxisRange{spec.lower, spec.upper}, 0.0, gp_Ax1());
+  auto link = std::make_shared<FixtureLinkRod>(joint.type, AxisRange{joint.lower, joint.upper}, 0.0, gp_Ax1());
   link->SetRootEntity(this);
-  link->SetCenterTrsf(spec.Center());
+  link->SetCenterTrsf(joint.Center());
   link->UpdateLinkModelsAndInitTrsfByHash(ViewShape::HashIndexOf(Uuid::CreateUuid()), {part});
   if (parent != nullptr)
     parent->AddChildLink(link.get());

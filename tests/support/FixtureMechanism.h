@@ -21,9 +21,9 @@ public:
   using GenericEntity::AddNewLink;
   using GenericEntity::RemoveLinkRod;
 
-  // Appends a link of `spec` under `parent` (a root link for null), carrying a part that shows
-  // `spec.body` at `zeroFrame`; returns it.
-  FixtureLinkRod* AddLink(const JointSpec& spec, FixtureLinkRod* parent, const gp_Trsf& zeroFrame);
+  // Appends a link of `joint` under `parent` (a root link for null), carrying a part that shows
+  // `joint.body` at `zeroFrame`; returns it.
+  FixtureLinkRod* AddLink(const JointSpec& joint, FixtureLinkRod* parent, const gp_Trsf& zeroFrame);
   // Adds a part that rides on no link, showing `body` in the entity's own frame.
   opencascade::handle<ShapeEntity> AddFixPart(const TopoDS_Shape& body);
   FixtureLinkRod* Link(size_t position) const { return FixtureLinkRod::Of(GetLink(position)); }

@@ -9,15 +9,15 @@ namespace
 JointSpec Joint(const char* name, JointType type, gp_Vec offset, double turnY, double lower, double upper,
                 TopoDS_Shape body)
 {
-  JointSpec spec;
-  spec.name = name;
-  spec.type = type;
-  spec.offset = offset;
-  spec.turnY = turnY;
-  spec.lower = lower;
-  spec.upper = upper;
-  spec.body = body;
-  return spec;
+  JointSpec joint;
+  joint.name = name;
+  joint.type = type;
+  joint.offset = offset;
+  joint.turnY = turnY;
+  joint.lower = lower;
+  joint.upper = upper;
+  joint.body = body;
+  return joint;
 }
 
 // A box centred on the link frame's Z axis, running from z0 to z0 + length.

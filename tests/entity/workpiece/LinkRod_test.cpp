@@ -236,14 +236,14 @@ TEST(LinkRod, JsonWritesDegreesAndReadsBackRadians)
 {
   FixtureMechanism entity("json", {});
   FixtureLinkRod* base = entity.AddLink(Mechanisms::TwoAxisPositioner()[0], nullptr, gp_Trsf());
-  JointSpec spec;
-  spec.type = JointType::RotaryX;
-  spec.offset = gp_Vec(0, 0, 700);
-  spec.turnY = 30;
-  spec.lower = -90;
-  spec.upper = 90;
-  spec.body = Solids::Box(10, 10, 10);
-  FixtureLinkRod* tilt = entity.AddLink(spec, base, spec.Center());
+  JointSpec joint;
+  joint.type = JointType::RotaryX;
+  joint.offset = gp_Vec(0, 0, 700);
+  joint.turnY = 30;
+  joint.lower = -90;
+  joint.upper = 90;
+  joint.body = Solids::Box(10, 10, 10);
+  FixtureLinkRod* tilt = entity.AddLink(joint, base, joint.Center());
   ASSERT_TRUE(tilt->Forward(M_PI / 6));
   EXPECT_NEAR(tilt->GetLimit().lower, -M_PI / 2, Tol);
 
