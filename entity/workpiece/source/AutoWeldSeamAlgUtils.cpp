@@ -3,7 +3,6 @@
 
 #include <cadtools/GeomHandle.h>
 #include <cadtools/ShapeHandle.h>
-#include <cadtools/gpHandle.h>
 
 #include <BRepAdaptor_Curve.hxx>
 #include <BRepBuilderAPI_MakeEdge.hxx>
@@ -24,7 +23,6 @@
 #include <PrsDim.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
-#include <gp_Ax2.hxx>
 
 #include <algorithm>
 #include <cmath>
@@ -85,12 +83,17 @@ EdgeType KindOfProbes(bool onFace1, bool onFace2)
   return EdgeType::Unknown;
 }
 
+// Returns the height of `point` above the plane through p with unit normal n (its z in the plane's frame).
+double HeightAbove(const gp_Pnt& point, const gp_Pnt& p, const gp_Dir& n)
+{
+  return (point.XYZ() - p.XYZ()).Dot(n.XYZ());
+}
+
 // Returns whether some vertex of the face lies strictly more than tol above the plane through p with normal n.
 bool HasVertexAbove(const gp_Pnt& p, const gp_Dir& n, const TopoDS_Face& face, double tol)
 {
-  const gp_Trsf toLocal = gpHandle::Ax2ToTrsf(gp_Ax2(p, n)).Inverted();
   for (TopExp_Explorer it(face, TopAbs_VERTEX); it.More(); it.Next())
-    if (BRep_Tool::Pnt(TopoDS::Vertex(it.Current())).Transformed(toLocal).Z() > tol)
+    if (HeightAbove(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())), p, n) > tol)
       return true;
   return false;
 }
@@ -98,9 +101,8 @@ bool HasVertexAbove(const gp_Pnt& p, const gp_Dir& n, const TopoDS_Face& face, d
 // Returns whether some of the points lies strictly more than tol above the plane through p with normal n.
 bool HasPointAbove(const gp_Pnt& p, const gp_Dir& n, const std::vector<gp_Pnt>& points, double tol)
 {
-  const gp_Trsf toLocal = gpHandle::Ax2ToTrsf(gp_Ax2(p, n)).Inverted();
   return std::any_of(points.begin(), points.end(),
-                     [&](const gp_Pnt& point) { return point.Transformed(toLocal).Z() > tol; });
+                     [&](const gp_Pnt& point) { return HeightAbove(point, p, n) > tol; });
 }
 
 // Returns the probe classification, the faces' normals and point tests given as callables.

@@ -29,14 +29,11 @@ double SegmentSquareDistance(const gp_Pnt& p, const gp_Pnt& a, const gp_Pnt& b)
 }
 } // namespace
 
-FaceProximity::FaceProximity(const TopoDS_Face& face, Preparation preparation) : myFace(face)
+FaceProximity::FaceProximity(const TopoDS_Face& face) : myFace(face)
 {
   if (face.IsNull())
     return;
-  PrepareClassifierData(preparation != Preparation::Distances);
-  // Queries then take the general path; the orientation test asks for none.
-  if (preparation == Preparation::Orientation)
-    return;
+  PrepareClassifierData();
   const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(BRep_Tool::Surface(face));
   if (plane.IsNull())
     return;
@@ -66,7 +63,7 @@ FaceProximity::FaceProximity(const TopoDS_Face& face, Preparation preparation) :
   myPrepared = true;
 }
 
-void FaceProximity::PrepareClassifierData(bool withVertexPoints)
+void FaceProximity::PrepareClassifierData()
 {
   // A face whose surface the kernel cannot take apart stays unprepared; its queries raise the error
   // where the classifiers count it.
@@ -84,8 +81,6 @@ void FaceProximity::PrepareClassifierData(bool withVertexPoints)
     myEdgeFreeNormal = false;
     myPlanar = false;
   }
-  if (!withVertexPoints)
-    return;
   for (TopExp_Explorer it(myFace, TopAbs_VERTEX); it.More(); it.Next())
     myVertexPoints.push_back(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())));
 }

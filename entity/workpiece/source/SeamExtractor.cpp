@@ -19,7 +19,6 @@
 #include <atomic>
 #include <functional>
 #include <memory>
-#include <future>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -27,94 +26,47 @@
 namespace
 {
 // Batches per pool thread: enough to even out uneven edges, few enough to keep hand-over cheap.
-constexpr std::size_t BatchesPerThread = 8;
+constexpr std::size_t BatchesPerThread = 16;
 
 // Returns the kind of one candidate, its faces seen through their prepared proximities.
 template <typename Candidate>
 EdgeType ClassifyPrepared(const Candidate& c, const SeamExtractor::Options& options,
-                          const std::vector<std::unique_ptr<FaceProximity>>& faces)
+                          const std::vector<std::unique_ptr<const FaceProximity>>& faces)
 {
   const FaceProximity& face1 = *faces[c.faceSlot1];
   const FaceProximity& face2 = *faces[c.faceSlot2];
   switch (options.classifier)
   {
   case SeamExtractor::Classifier::Probe:
-    return AutoWeldSeamAlgUtils::CalcEdgeType(c.edge, face1, face2, options.fuzzyValue, options.probeParameter);
+    return AutoWeldSeamAlgUtils::CalcEdgeType(c.seg.Edge(), face1, face2, options.fuzzyValue, options.probeParameter);
   case SeamExtractor::Classifier::Planar:
-    return AutoWeldSeamAlgUtils::CalcEdgeType(c.edge, face1, face2, options.planarStep);
+    return AutoWeldSeamAlgUtils::CalcEdgeType(c.seg.Edge(), face1, face2, options.planarStep);
   case SeamExtractor::Classifier::Orientation:
     break;
   }
   return AutoWeldSeamAlgUtils::IsConcave(c.edgeAsInFace1, face1, face2, options.fuzzyValue);
 }
 
-// Returns the seams of candidates [begin, end) of one block, classified; counts kernel failures.
-template <typename Candidates>
-std::vector<EdgeFaceSeg> ClassifyRange(const Candidates& candidates, std::size_t begin, std::size_t end,
-                                       const SeamExtractor::Options& options,
-                                       const std::vector<std::unique_ptr<FaceProximity>>& faces,
-                                       std::size_t& tooShort, std::size_t& failed)
-{
-  std::vector<EdgeFaceSeg> segs;
-  segs.reserve(end - begin);
-  // Counted here and handed over once, so that threads do not write beside each other's results.
-  std::size_t shortHere = 0, failedHere = 0;
-  for (std::size_t i = begin; i < end; ++i)
-  {
-    const auto& candidate = candidates[i];
-    EdgeFaceSeg seg;
-    seg.SetEdge(candidate.edge);
-    if (seg.GetSegLength() < options.minLength)
-    {
-      ++shortHere;
-      continue;
-    }
-    seg.SetFace1(candidate.face1);
-    seg.SetFace2(candidate.face2);
-    EdgeType type = EdgeType::Unknown;
-    try
-    {
-      type = ClassifyPrepared(candidate, options, faces);
-    }
-    catch (const Standard_Failure&)
-    {
-      ++failedHere;
-    }
-    seg.SetIntSeg(IntEdgeFaceSeg(candidate.edgeIndex, candidate.faceIndex1, candidate.faceIndex2,
-                                 options.fuzzyValue, type));
-    segs.push_back(std::move(seg));
-  }
-  tooShort = shortHere;
-  failed = failedHere;
-  return segs;
-}
+// Consecutive faces a pool thread prepares at a time: neighbours share topology, which then stays on one core.
+constexpr std::size_t FacesPerGrab = 8;
 
-// Consecutive items a pool thread takes at a time: neighbours share topology, which then stays on one core.
-constexpr std::size_t ItemsPerGrab = 8;
-
-// Runs job(i) for i in [0, count): on the pool, each thread taking the next few items, or here.
-void ForEach(std::size_t count, std::size_t threads, const std::function<void(std::size_t)>& job)
+// Runs job(i) for i in [0, count): on the pool, `grain` items at a time, or here.
+void ForEach(std::size_t count, bool parallel, std::size_t grain, const std::function<void(std::size_t)>& job)
 {
-  if (threads <= 1)
+  if (!parallel)
   {
     for (std::size_t i = 0; i < count; ++i)
       job(i);
     return;
   }
-  std::atomic<std::size_t> next{0};
-  std::vector<std::future<void>> pending;
-  for (std::size_t slice = 0; slice < threads; ++slice)
-    pending.push_back(GetThreadPool().Submit([&] {
-      for (std::size_t begin = next.fetch_add(ItemsPerGrab); begin < count; begin = next.fetch_add(ItemsPerGrab))
-        for (std::size_t i = begin; i < std::min(begin + ItemsPerGrab, count); ++i)
-          job(i);
-    }));
-  for (std::future<void>& f : pending)
-    f.get();
+  GetThreadPool().ParallelFor(count, grain, [&job](std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i < end; ++i)
+      job(i);
+  });
 }
 } // namespace
 
-SeamExtractor::SeamExtractor(const TopoDS_Shape& shape)
+SeamExtractor::SeamExtractor(const TopoDS_Shape& shape, bool parallel)
 {
   if (shape.IsNull())
     return;
@@ -131,13 +83,20 @@ SeamExtractor::SeamExtractor(const TopoDS_Shape& shape)
   }
   if (solids.Extent() + (hasLooseFaces ? 1 : 0) > static_cast<int>(MaxBlocks))
     throw std::length_error("SeamExtractor: the part has more than 2048 solids");
+  std::vector<TopoDS_Face> faces;
   for (int i = 1; i <= solids.Extent(); ++i)
-    AddBlock(solids(i));
+    AddBlock(solids(i), faces);
   if (hasLooseFaces)
-    AddBlock(looseFaces);
+    AddBlock(looseFaces, faces);
+
+  // Each face is prepared once for every later run, so that no edge walks a large face's topology
+  // or copies its shared handles again: the threads would contend for their reference counts.
+  myFaces.resize(faces.size());
+  ForEach(faces.size(), parallel, FacesPerGrab,
+          [&](std::size_t i) { myFaces[i] = std::make_unique<const FaceProximity>(faces[i]); });
 }
 
-void SeamExtractor::AddBlock(const TopoDS_Shape& shape)
+void SeamExtractor::AddBlock(const TopoDS_Shape& shape, std::vector<TopoDS_Face>& allFaces)
 {
   const std::uint32_t base = static_cast<std::uint32_t>(myBlocks.size()) << SubShapeBits;
   Block block;
@@ -156,13 +115,13 @@ void SeamExtractor::AddBlock(const TopoDS_Shape& shape)
   };
   myEdges += static_cast<std::size_t>(edgeFaces.Extent());
   number(shape);
-  const std::size_t firstSlot = myFaces.size();
+  const std::size_t firstSlot = allFaces.size();
   // (face, edge) pairs where the face holds the edge with the orientation of its key in edgeFaces.
   std::set<std::pair<int, int>> heldAsKeyed;
   for (int i = 1; i <= faces.Extent(); ++i)
   {
     number(faces(i));
-    myFaces.push_back(TopoDS::Face(faces(i)));
+    allFaces.push_back(TopoDS::Face(faces(i)));
     for (TopExp_Explorer it(faces(i), TopAbs_EDGE); it.More(); it.Next())
     {
       const int edgeNumber = edgeFaces.FindIndex(it.Current());
@@ -188,9 +147,17 @@ void SeamExtractor::AddBlock(const TopoDS_Shape& shape)
       const int faceNumber1 = faces.FindIndex(face1);
       const int faceNumber2 = faces.FindIndex(face2);
       const bool asInFace1 = heldAsKeyed.count({faceNumber1, i}) > 0;
-      block.candidates.push_back({edge, face1, face2, firstSlot + faceNumber1 - 1, firstSlot + faceNumber2 - 1,
-                                  asInFace1 ? edge : TopoDS::Edge(edge.Reversed()), IndexOf(edge), IndexOf(face1),
-                                  IndexOf(face2)});
+      Candidate candidate{EdgeFaceSeg(),
+                          asInFace1 ? edge : TopoDS::Edge(edge.Reversed()),
+                          firstSlot + faceNumber1 - 1,
+                          firstSlot + faceNumber2 - 1,
+                          IndexOf(edge),
+                          IndexOf(face1),
+                          IndexOf(face2)};
+      candidate.seg.SetEdge(edge);
+      candidate.seg.SetFace1(face1);
+      candidate.seg.SetFace2(face2);
+      block.candidates.push_back(std::move(candidate));
     }
   }
   myBlocks.push_back(std::move(block));
@@ -219,75 +186,66 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
   result.degenerated = myDegenerated;
   result.edges = myEdges;
 
-  // Batches never straddle blocks, so each is a slice of one candidate list.
-  struct Batch
-  {
-    const Block* block;
-    std::size_t begin, end;
-  };
-  std::size_t total = 0;
+  // The kept candidates are known from their lengths before any is classified, so every seam is
+  // written straight to its place in the result, by whichever thread classifies it.
+  std::vector<const Candidate*> kept;
   for (const Block& block : myBlocks)
-    total += block.candidates.size();
+    for (const Candidate& candidate : block.candidates)
+    {
+      if (candidate.seg.GetSegLength() < options.minLength)
+        ++result.tooShort;
+      else
+        kept.push_back(&candidate);
+    }
+  result.segs.resize(kept.size());
+
   const std::size_t threads = options.parallel ? GetThreadPool().Size() : 1;
-  const std::size_t batchSize = std::max<std::size_t>(1, total / (threads * BatchesPerThread));
-  std::vector<Batch> batches;
-  for (const Block& block : myBlocks)
-    for (std::size_t begin = 0; begin < block.candidates.size(); begin += batchSize)
-      batches.push_back({&block, begin, std::min(begin + batchSize, block.candidates.size())});
+  const std::size_t batchSize = std::max<std::size_t>(1, kept.size() / (threads * BatchesPerThread));
+  const std::size_t batches = (kept.size() + batchSize - 1) / batchSize;
+  // Counted per batch and added up afterwards, so that threads write only to their own batches.
+  std::vector<std::size_t> failed(batches, 0);
+  std::vector<char> ran(batches, 0);
 
-  struct BatchResult
-  {
-    std::vector<EdgeFaceSeg> segs;
-    std::size_t tooShort = 0;
-    std::size_t failed = 0;
-    bool ran = false;
-  };
-  std::vector<BatchResult> results(batches.size());
-
-  // Each face is prepared once, so that no edge walks a large face's topology or copies its shared
-  // handles again: the threads would contend for their reference counts.
-  std::vector<std::unique_ptr<FaceProximity>> faces(myFaces.size());
-  const FaceProximity::Preparation preparation = options.classifier == Classifier::Orientation
-                                                   ? FaceProximity::Preparation::Orientation
-                                                   : FaceProximity::Preparation::Distances;
-  ForEach(myFaces.size(), threads,
-          [&](std::size_t i) { faces[i] = std::make_unique<FaceProximity>(myFaces[i], preparation); });
-
-  Message_ProgressScope scope(progress, "Classifying edges", static_cast<double>(std::max<std::size_t>(1, batches.size())));
-  const auto run = [&](std::size_t i, Message_ProgressRange range) {
+  Message_ProgressScope scope(progress, "Classifying edges", static_cast<double>(std::max<std::size_t>(1, batches)));
+  // The ranges are taken here: a progress scope hands them out on one thread only.
+  std::vector<Message_ProgressRange> ranges;
+  ranges.reserve(batches);
+  for (std::size_t i = 0; i < batches; ++i)
+    ranges.push_back(scope.Next());
+  ForEach(batches, options.parallel, 1, [&](std::size_t batch) {
+    Message_ProgressRange& range = ranges[batch];
     if (range.UserBreak())
       return;
-    BatchResult& out = results[i];
-    out.segs = ClassifyRange(batches[i].block->candidates, batches[i].begin, batches[i].end, options, faces,
-                             out.tooShort, out.failed);
-    out.ran = true;
+    for (std::size_t i = batch * batchSize; i < std::min(kept.size(), (batch + 1) * batchSize); ++i)
+    {
+      const Candidate& candidate = *kept[i];
+      EdgeType type = EdgeType::Unknown;
+      try
+      {
+        type = ClassifyPrepared(candidate, options, myFaces);
+      }
+      catch (const Standard_Failure&)
+      {
+        ++failed[batch];
+      }
+      EdgeFaceSeg& seg = result.segs[i];
+      seg = candidate.seg;
+      seg.SetIntSeg(IntEdgeFaceSeg(candidate.edgeIndex, candidate.faceIndex1, candidate.faceIndex2,
+                                   options.fuzzyValue, type));
+    }
+    ran[batch] = 1;
     range.Close();
-  };
-  if (threads > 1)
-  {
-    std::vector<std::future<void>> pending;
-    pending.reserve(batches.size());
-    for (std::size_t i = 0; i < batches.size(); ++i)
-      pending.push_back(GetThreadPool().Submit([&run, i, range = scope.Next()]() { run(i, range); }));
-    for (std::future<void>& f : pending)
-      f.get();
-  }
-  else
-  {
-    for (std::size_t i = 0; i < batches.size(); ++i)
-      run(i, scope.Next());
-  }
+  });
 
-  std::size_t kept = 0;
-  for (const BatchResult& batch : results)
-    kept += batch.segs.size();
-  result.segs.reserve(kept);
-  for (BatchResult& batch : results)
+  for (std::size_t batch = batches; batch-- > 0;)
   {
-    result.cancelled = result.cancelled || !batch.ran;
-    result.tooShort += batch.tooShort;
-    result.failed += batch.failed;
-    std::move(batch.segs.begin(), batch.segs.end(), std::back_inserter(result.segs));
+    result.failed += failed[batch];
+    if (ran[batch])
+      continue;
+    // Cancelled: the batches that did not run leave no unclassified records behind.
+    result.cancelled = true;
+    const std::size_t begin = batch * batchSize;
+    result.segs.erase(result.segs.begin() + begin, result.segs.begin() + std::min(kept.size(), begin + batchSize));
   }
   return result;
 }

@@ -1,6 +1,8 @@
 #include <cadtools/ThreadPool.h>
 
 #include <algorithm>
+#include <atomic>
+#include <exception>
 
 namespace
 {
@@ -30,6 +32,44 @@ unsigned ThreadPool::Size() const
 {
   std::lock_guard<std::mutex> lock(myMutex);
   return static_cast<unsigned>(myWorkers.size());
+}
+
+void ThreadPool::ParallelFor(std::size_t count, std::size_t grain,
+                             const std::function<void(std::size_t, std::size_t)>& job)
+{
+  grain = std::max<std::size_t>(1, grain);
+  const std::size_t slices = (count + grain - 1) / grain;
+  if (slices == 0)
+    return;
+  std::atomic<std::size_t> next{0};
+  std::mutex failureMutex;
+  std::exception_ptr failure;
+  const auto drain = [&]() {
+    for (std::size_t slice = next.fetch_add(1); slice < slices; slice = next.fetch_add(1))
+    {
+      try
+      {
+        job(slice * grain, std::min(count, (slice + 1) * grain));
+      }
+      catch (...)
+      {
+        // No further slice starts; the first error is the one reported.
+        next = slices;
+        std::lock_guard<std::mutex> lock(failureMutex);
+        if (!failure)
+          failure = std::current_exception();
+      }
+    }
+  };
+  // The caller is one of the Size() threads at work, so no more threads run than the pool has.
+  std::vector<std::future<void>> helpers(std::min<std::size_t>(slices - 1, Size() - 1));
+  for (std::future<void>& helper : helpers)
+    helper = Submit(drain);
+  drain();
+  for (std::future<void>& helper : helpers)
+    helper.get();
+  if (failure)
+    std::rethrow_exception(failure);
 }
 
 void ThreadPool::Enqueue(std::function<void()> job)

@@ -87,33 +87,23 @@ TEST(FaceProximity, ExtractionWithPreparedFacesMatchesTheDirectClassifiers)
   EXPECT_EQ(studs.segs.size(), 12u + 6u * 12u);
 }
 
-TEST(FaceProximity, ClassifierDataByPreparation)
+TEST(FaceProximity, ClassifierData)
 {
   // The studded plate's top: 4 outer edges and 6 holes of 4, each edge with its 2 vertices.
   const TopoDS_Shape plate = SeamSolids::StuddedPlate(3, 2);
   const TopoDS_Face top = SeamSolids::FaceNear(plate, gp_Pnt(50, 45, 10));
-  const FaceProximity both(top);
-  const FaceProximity distances(top, FaceProximity::Preparation::Distances);
-  const FaceProximity orientation(top, FaceProximity::Preparation::Orientation);
-  EXPECT_EQ(both.VertexPoints().size(), 2u * (4u + 6u * 4u));
-  EXPECT_TRUE(distances.VertexPoints().empty());
-  EXPECT_EQ(orientation.VertexPoints().size(), both.VertexPoints().size());
-  EXPECT_TRUE(both.IsPrepared());
-  EXPECT_TRUE(distances.IsPrepared());
-  EXPECT_FALSE(orientation.IsPrepared()) << "the orientation test asks no distances";
-  EXPECT_DOUBLE_EQ(orientation.Distance(gp_Pnt(50, 40, 13)), 3.0) << "answered by the kernel instead";
-  for (const gp_Pnt& p : both.VertexPoints())
+  const FaceProximity top10(top);
+  EXPECT_EQ(top10.VertexPoints().size(), 2u * (4u + 6u * 4u));
+  EXPECT_TRUE(top10.IsPrepared());
+  for (const gp_Pnt& p : top10.VertexPoints())
     EXPECT_NEAR(p.Z(), 10.0, 1e-9);
 
   // A plane's normal holds along any edge; it points out of the solid (up from the top).
-  for (const FaceProximity* face : {&both, &distances, &orientation})
-  {
-    EXPECT_TRUE(face->IsPlanar());
-    const auto [ok, normal] = face->NormalByEdge(TopoDS_Edge(), 0.5);
-    ASSERT_TRUE(ok);
-    EXPECT_NEAR(normal.Z(), 1.0, 1e-12);
-    EXPECT_NEAR(face->PlaneNormal().Angle(gp_Vec(0, 0, 1)), 0.0, 1e-12);
-  }
+  EXPECT_TRUE(top10.IsPlanar());
+  const auto [ok, normal] = top10.NormalByEdge(TopoDS_Edge(), 0.5);
+  ASSERT_TRUE(ok);
+  EXPECT_NEAR(normal.Z(), 1.0, 1e-12);
+  EXPECT_NEAR(top10.PlaneNormal().Angle(gp_Vec(0, 0, 1)), 0.0, 1e-12);
 
   // On a cylinder the normal follows the edge point, as the direct computation gives it.
   const TopoDS_Shape cylinder = Solids::Cylinder(5, 10);

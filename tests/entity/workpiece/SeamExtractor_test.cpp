@@ -38,7 +38,8 @@ public:
   double last = 0.0;
   std::atomic<int> shown{0};
   bool stop = false;
-  Standard_Boolean UserBreak() override { return stop; }
+  int stopAfterShown = -1; // asks to stop once shown that many times
+  Standard_Boolean UserBreak() override { return stop || (stopAfterShown >= 0 && shown.load() >= stopAfterShown); }
 
 protected:
   void Show(const Message_ProgressScope&, const Standard_Boolean) override
@@ -196,4 +197,21 @@ TEST(SeamExtractor, EdgesLeftOutAndProgress)
   const SeamExtractor::Result stopped = t.Extract(SeamExtractor::Options(), stopping->Start());
   EXPECT_TRUE(stopped.cancelled);
   EXPECT_TRUE(stopped.segs.empty());
+
+  // Stopped part-way on one thread: what was classified comes back whole, in order, nothing more.
+  SeamExtractor::Options oneThread;
+  oneThread.parallel = false;
+  const SeamExtractor::Result all = t.Extract(oneThread);
+  Handle(RecordingProgress) midway = new RecordingProgress();
+  midway->stopAfterShown = 3;
+  const SeamExtractor::Result part = t.Extract(oneThread, midway->Start());
+  EXPECT_TRUE(part.cancelled);
+  ASSERT_GT(part.segs.size(), 0u);
+  ASSERT_LT(part.segs.size(), all.segs.size());
+  for (std::size_t i = 0; i < part.segs.size(); ++i)
+  {
+    EXPECT_EQ(part.segs[i].Edge_Index(), all.segs[i].Edge_Index()) << i;
+    EXPECT_EQ(part.segs[i].GetEdgeType(), all.segs[i].GetEdgeType()) << i;
+    EXPECT_TRUE(part.segs[i] == all.segs[i]) << i;
+  }
 }

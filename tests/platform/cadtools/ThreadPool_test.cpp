@@ -49,3 +49,45 @@ TEST(ThreadPool, SharedPoolRunsEveryTaskAndPassesExceptions)
   EXPECT_THROW(failing.get(), std::runtime_error);
   EXPECT_EQ(pool.Submit([] { return 41 + 1; }).get(), 42) << "a failed task leaves the pool working";
 }
+
+TEST(ThreadPool, ParallelForCoversEveryItemOnceEvenFromBusyWorkers)
+{
+  ThreadPool pool(2);
+  // Every count around the grain boundaries, and none at all.
+  for (const std::size_t count : {0u, 1u, 6u, 7u, 8u, 1000u})
+  {
+    std::vector<std::atomic<int>> hits(count);
+    pool.ParallelFor(count, 7, [&](std::size_t begin, std::size_t end) {
+      EXPECT_LE(end - begin, 7u);
+      for (std::size_t i = begin; i < end; ++i)
+        ++hits[i];
+    });
+    for (std::size_t i = 0; i < count; ++i)
+      ASSERT_EQ(hits[i].load(), 1) << "item " << i << " of " << count;
+  }
+
+  // Both workers busy in loops of their own: the callers finish them between them.
+  std::vector<std::future<long>> outer;
+  for (int r = 0; r < 2; ++r)
+    outer.push_back(pool.Submit([&pool] {
+      std::atomic<long> sum{0};
+      pool.ParallelFor(100, 3, [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i)
+          sum += static_cast<long>(i);
+      });
+      return sum.load();
+    }));
+  for (auto& f : outer)
+    EXPECT_EQ(f.get(), 99 * 100 / 2);
+
+  // A slice that throws stops the rest from starting and the first error reaches the caller.
+  std::atomic<int> ran{0};
+  EXPECT_THROW(pool.ParallelFor(1000, 1,
+                                [&](std::size_t begin, std::size_t) {
+                                  ++ran;
+                                  if (begin == 0)
+                                    throw std::runtime_error("slice 0");
+                                }),
+               std::runtime_error);
+  EXPECT_LT(ran.load(), 1000);
+}

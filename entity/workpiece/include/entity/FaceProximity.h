@@ -23,15 +23,7 @@
 class FaceProximity
 {
 public:
-  // What to prepare: the boundary for distances, the vertex points for the orientation test, or both.
-  enum class Preparation
-  {
-    Distances,
-    Orientation,
-    Both
-  };
-
-  explicit FaceProximity(const TopoDS_Face& face, Preparation preparation = Preparation::Both);
+  explicit FaceProximity(const TopoDS_Face& face);
 
   // Returns the distance from the point to the face, as AutoWeldSeamAlgUtils::DistOfPntToFace.
   double Distance(const gp_Pnt& point) const;
@@ -50,12 +42,12 @@ public:
   bool IsPlanar() const { return myPlanar; }
   // Returns the normal of that plane at its origin, face orientation applied (zero when not planar).
   const gp_Vec& PlaneNormal() const { return myPlaneNormal; }
-  // Returns the points of the face's vertices, in exploration order (repeats included); empty when not prepared.
+  // Returns the points of the face's vertices, in exploration order (repeats included).
   const std::vector<gp_Pnt>& VertexPoints() const { return myVertexPoints; }
 
 private:
-  // Keeps the normals and planarity the classifiers ask for, and the vertex points when asked.
-  void PrepareClassifierData(bool withVertexPoints);
+  // Keeps the normals, planarity and vertex points the classifiers ask for.
+  void PrepareClassifierData();
   // Returns the distance to the nearest boundary segment.
   double BoundaryDistance(const gp_Pnt& point) const;
   // Returns whether the plane parameters (u, v) lie inside the boundary loops.

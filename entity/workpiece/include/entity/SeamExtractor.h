@@ -1,6 +1,7 @@
 #pragma once
 
 #include <entity/EdgeFaceSeg.h>
+#include <entity/FaceProximity.h>
 
 #include <Message_ProgressRange.hxx>
 #include <NCollection_DataMap.hxx>
@@ -9,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -57,8 +59,9 @@ public:
     bool cancelled = false;        // the progress indicator asked to stop; segs is incomplete
   };
 
-  // Indexes the shape; throws std::length_error when it has more solids or sub-shapes than the layout holds.
-  explicit SeamExtractor(const TopoDS_Shape& shape);
+  // Indexes the shape and prepares each face once for every later Extract (on the shared pool when
+  // parallel); throws std::length_error when it has more solids or sub-shapes than the layout holds.
+  explicit SeamExtractor(const TopoDS_Shape& shape, bool parallel = true);
 
   // Returns the index of a solid, face or edge of the part (IntEdgeFaceSeg::NoIndex if it has none).
   std::uint32_t IndexOf(const TopoDS_Shape& subShape) const;
@@ -70,7 +73,7 @@ public:
   std::size_t NbEdges() const { return myEdges; }
 
   // Returns the classified seams of the part; progress advances once per batch of edges. Every
-  // classifier sees each face through a FaceProximity prepared once per call.
+  // classifier sees each face through its FaceProximity.
   Result Extract(const Options& options, const Message_ProgressRange& progress = Message_ProgressRange()) const;
 
   // Returns the kind of one seam by the chosen classifier.
@@ -82,13 +85,11 @@ public:
 private:
   struct Candidate
   {
-    TopoDS_Edge edge;
-    TopoDS_Face face1;
-    TopoDS_Face face2;
-    std::size_t faceSlot1; // positions of the faces in myFaces
-    std::size_t faceSlot2;
+    EdgeFaceSeg seg;           // the edge, its faces and its length, measured once
     TopoDS_Edge edgeAsInFace1; // the edge as face1 holds it (reversed when face1 holds it only so)
-    std::uint32_t edgeIndex;   // IndexOf the edge and faces, looked up once
+    std::size_t faceSlot1;     // positions of the faces in myFaces
+    std::size_t faceSlot2;
+    std::uint32_t edgeIndex; // IndexOf the edge and faces, looked up once
     std::uint32_t faceIndex1;
     std::uint32_t faceIndex2;
   };
@@ -99,11 +100,12 @@ private:
     std::vector<Candidate> candidates;
   };
 
-  // Numbers the shape's faces and edges in a new block and collects its two-face edges.
-  void AddBlock(const TopoDS_Shape& shape);
+  // Numbers the shape's faces and edges in a new block, collects its two-face edges and appends its
+  // faces to allFaces (where the candidates' face slots point).
+  void AddBlock(const TopoDS_Shape& shape, std::vector<TopoDS_Face>& allFaces);
 
   std::vector<Block> myBlocks;
-  std::vector<TopoDS_Face> myFaces; // every face of every block, in index order
+  std::vector<std::unique_ptr<const FaceProximity>> myFaces; // every face of every block, in index order
   NCollection_DataMap<TopoDS_Shape, std::uint32_t, TopTools_ShapeMapHasher> myIndices;
   std::size_t myEdges = 0;
   std::size_t myOneFace = 0;

@@ -34,6 +34,12 @@ public:
     return result;
   }
 
+  // Runs job(begin, end) over [0, count) in slices of at most `grain` items, taken in turn by the
+  // calling thread and up to Size() - 1 workers; returns when all have run, rethrowing the first
+  // error (no slice starts after it). The caller works too, so a call from a busy pool or from one
+  // of its own workers still finishes.
+  void ParallelFor(std::size_t count, std::size_t grain, const std::function<void(std::size_t, std::size_t)>& job);
+
   // Returns the number of worker threads now running.
   unsigned Size() const;
 
