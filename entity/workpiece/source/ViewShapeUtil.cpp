@@ -10,8 +10,6 @@
 #include <Prs3d_ShadingAspect.hxx>
 #include <Standard_Failure.hxx>
 #include <TopExp_Explorer.hxx>
-#include <TopoDS_Iterator.hxx>
-#include <TopoDS_TShape.hxx>
 
 #include <algorithm>
 #include <cmath>
@@ -19,7 +17,6 @@
 #include <future>
 #include <istream>
 #include <sstream>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -104,16 +101,6 @@ Json::Value ColourLayer(const ViewShape& shape, const TopoDS_Shape& written)
   }
   layer["Colors"] = std::move(colours);
   return layer;
-}
-
-// Clears the checked mark of `shape` and of its sub-shapes, descending into a shared sub-shape once.
-void ClearChecked(const TopoDS_Shape& shape, std::unordered_set<const TopoDS_TShape*>& seen)
-{
-  if (!seen.insert(shape.TShape().get()).second)
-    return;
-  shape.TShape()->Checked(false);
-  for (TopoDS_Iterator it(shape, false, false); it.More(); it.Next())
-    ClearChecked(it.Value(), seen);
 }
 
 // Returns the number held in `value`, or `fallback` when it holds none.
@@ -277,14 +264,7 @@ Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool cle
   }
   std::ostringstream out;
   if (!written.IsNull())
-  {
-    // The reader drops the checked mark, so it is not written either: a written tree reads back to
-    // the same text.
-    std::unordered_set<const TopoDS_TShape*> seen;
-    ClearChecked(written, seen);
-  }
-  if (!written.IsNull())
-    BRepTools::Write(written, out, true, false, TopTools_FormatVersion_VERSION_3);
+    ShapeHandle::WriteBRep(written, out);
   json["data"] = out.str();
   json["ColorLayer"] = ColourLayer(*shape, written);
   return json;

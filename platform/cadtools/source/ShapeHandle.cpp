@@ -8,6 +8,7 @@
 #include <BRepGProp.hxx>
 #include <BRepPrimAPI_MakeBox.hxx>
 #include <BRepTools.hxx>
+#include <BRepTools_ShapeSet.hxx>
 #include <BRep_Builder.hxx>
 #include <BRep_Tool.hxx>
 #include <Extrema_ExtPC.hxx>
@@ -19,6 +20,7 @@
 #include <TopoDS_Vertex.hxx>
 
 #include <cmath>
+#include <ostream>
 
 namespace
 {
@@ -198,6 +200,18 @@ TopoDS_Shape ShapeHandle::ReadBRep(std::istream& in)
   in.clear();
   in.exceptions(previous);
   return shape;
+}
+
+void ShapeHandle::WriteBRep(const TopoDS_Shape& shape, std::ostream& out)
+{
+  // BRepTools::Write, with the checked marks cleared over the set's own list of sub-shapes.
+  BRepTools_ShapeSet set(true, false);
+  set.SetFormatNb(TopTools_FormatVersion_VERSION_3);
+  set.Add(shape);
+  for (int i = 1; i <= set.NbShapes(); ++i)
+    set.Shape(i).TShape()->Checked(false);
+  set.Write(out);
+  set.Write(shape, out);
 }
 
 std::vector<TopoDS_Shape> ShapeHandle::GetShapes(const Handle(AIS_InteractiveObject)& object, bool recursive)

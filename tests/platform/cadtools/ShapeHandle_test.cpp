@@ -3,13 +3,18 @@
 #include <support/Solids.h>
 
 #include <AIS_Shape.hxx>
+#include <BRepAlgoAPI_Cut.hxx>
 #include <BRepBuilderAPI_MakeEdge.hxx>
 #include <BRepCheck_Analyzer.hxx>
+#include <BRepMesh_IncrementalMesh.hxx>
+#include <BRepPrimAPI_MakeBox.hxx>
+#include <BRepPrimAPI_MakeSphere.hxx>
 #include <BRepTools.hxx>
 #include <BRep_Tool.hxx>
 #include <GC_MakeCircle.hxx>
 #include <TopExp.hxx>
 #include <TopExp_Explorer.hxx>
+#include <TopLoc_Location.hxx>
 #include <TopTools_IndexedMapOfShape.hxx>
 #include <TopoDS.hxx>
 #include <gtest/gtest.h>
@@ -136,4 +141,46 @@ TEST(ShapeHandle, ReadBRepOfWholeTruncatedAndForeignText)
   EXPECT_TRUE(ShapeHandle::ReadBRep(foreign).IsNull());
   std::istringstream empty("");
   EXPECT_TRUE(ShapeHandle::ReadBRep(empty).IsNull());
+}
+
+TEST(ShapeHandle, WriteBRepGivesTheKernelsTextAndReadsBackToIt)
+{
+  // A meshed fillet (B-spline-free but with tori and triangulations), a moved cylinder, and a
+  // sphere cut by a box for awkward numbers: tiny, negative, and negative zero.
+  TopoDS_Shape fillet = Solids::FilletedPlate(80, 40, 6, 5);
+  BRepMesh_IncrementalMesh mesh(fillet, 0.3);
+  ASSERT_TRUE(mesh.IsDone());
+  gp_Trsf place;
+  place.SetRotation(gp_Ax1(gp_Pnt(1e-9, -0.0, 3), gp_Dir(1, 1, 1)), 0.7);
+  const TopoDS_Shape cylinder = Solids::Cylinder(5.0 / 3.0, 1e7).Moved(TopLoc_Location(place));
+  BRepAlgoAPI_Cut cut(BRepPrimAPI_MakeSphere(gp_Pnt(-1e-12, 2.5e-300, -7.25), 1.0 / 3.0).Shape(),
+                      BRepPrimAPI_MakeBox(gp_Pnt(0, -1, -8), 1, 2, 2).Shape());
+  ASSERT_TRUE(cut.IsDone());
+  for (const TopoDS_Shape& shape : {fillet, cylinder, cut.Shape()})
+  {
+    // Ours first: it clears the checked marks that the kernel would write otherwise.
+    std::ostringstream ours;
+    ShapeHandle::WriteBRep(shape, ours);
+    std::ostringstream kernel;
+    BRepTools::Write(shape, kernel, true, false, TopTools_FormatVersion_VERSION_3);
+    EXPECT_EQ(ours.str(), kernel.str());
+
+    std::istringstream in(ours.str());
+    const TopoDS_Shape back = ShapeHandle::ReadBRep(in);
+    ASSERT_FALSE(back.IsNull());
+    std::ostringstream again;
+    ShapeHandle::WriteBRep(back, again);
+    EXPECT_EQ(again.str(), ours.str());
+  }
+
+  // A checked mark is written as cleared, as the reader would leave it.
+  const TopoDS_Shape box = Solids::Box(10, 20, 30);
+  ASSERT_TRUE(BRepCheck_Analyzer(box).IsValid());
+  box.TShape()->Checked(true);
+  std::ostringstream marked;
+  ShapeHandle::WriteBRep(box, marked);
+  EXPECT_FALSE(box.TShape()->Checked());
+  std::ostringstream kernel;
+  BRepTools::Write(box, kernel, true, false, TopTools_FormatVersion_VERSION_3);
+  EXPECT_EQ(marked.str(), kernel.str());
 }

@@ -41,6 +41,11 @@ public:
   // truncated (the kernel's reader alone may loop on a truncated text).
   static TopoDS_Shape ReadBRep(std::istream& in);
 
+  // Writes the shape as BRep text (format 3, with triangulations, without normals), as
+  // BRepTools::Write does. The checked mark of every sub-shape is cleared first: the reader drops
+  // it, so that a shape read back writes the same text.
+  static void WriteBRep(const TopoDS_Shape& shape, std::ostream& out);
+
   // Returns the shapes of a display tree, each placed by its display transformation.
   static std::vector<TopoDS_Shape> GetShapes(const Handle(AIS_InteractiveObject)& object, bool recursive);
 };
