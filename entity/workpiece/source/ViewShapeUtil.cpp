@@ -14,7 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <future>
+#include <atomic>
 #include <istream>
 #include <sstream>
 #include <utility>
@@ -35,8 +35,8 @@ constexpr int MixShift = 47;
 // Colours are told apart to a thousandth.
 constexpr double ColourScale = 1000.0;
 constexpr int ColourDecimals = 6;
-// Node-building tasks per pool worker.
-constexpr unsigned BatchesPerWorker = 4;
+// Nodes a thread builds at a time.
+constexpr std::size_t NodesPerGrab = 8;
 
 // Returns the colour index: the components to a thousandth, mixed into one 64-bit hash.
 std::uint64_t ColourIndex(const Quantity_Color& colour)
@@ -302,40 +302,28 @@ Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json, ThreadP
     }
   }
 
-  // Nodes are built in a few contiguous batches per worker: one task per node would spend more on
-  // waking workers than on reading small shapes.
-  const std::size_t batches = std::min(objects.size(), std::size_t(BatchesPerWorker) * std::max(1u, pool.Size()));
+  // Nodes are built a few at a time, by the caller and the pool's workers: one task per node
+  // would spend more on handing over than on reading small shapes. A node that cannot be read
+  // stops the rest.
   std::vector<Handle(ShapeEntity)> nodes(objects.size());
-  std::vector<std::future<bool>> futures;
-  futures.reserve(batches);
-  for (std::size_t b = 0; b < batches; ++b)
-  {
-    const std::size_t first = objects.size() * b / batches;
-    const std::size_t last = objects.size() * (b + 1) / batches;
-    futures.push_back(pool.Submit([&objects, &nodes, first, last]() {
-      for (std::size_t i = first; i < last; ++i)
+  std::atomic<bool> complete{true};
+  pool.ParallelFor(objects.size(), NodesPerGrab, [&](std::size_t first, std::size_t last) {
+    for (std::size_t i = first; i < last && complete; ++i)
+    {
+      try
       {
-        try
-        {
-          nodes[i] = BuildNode(*objects[i].first);
-        }
-        catch (const Standard_Failure&)
-        {
-          return false;
-        }
-        catch (const std::exception&)
-        {
-          return false;
-        }
-        if (nodes[i].IsNull())
-          return false;
+        nodes[i] = BuildNode(*objects[i].first);
       }
-      return true;
-    }));
-  }
-  bool complete = true;
-  for (auto& future : futures)
-    complete = future.get() && complete;
+      catch (const Standard_Failure&)
+      {
+      }
+      catch (const std::exception&)
+      {
+      }
+      if (nodes[i].IsNull())
+        complete = false;
+    }
+  });
   if (!complete)
     return Handle(ShapeEntity)();
 

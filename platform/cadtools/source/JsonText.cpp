@@ -4,7 +4,7 @@
 #include <json/json.h>
 
 #include <algorithm>
-#include <future>
+#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -189,20 +189,15 @@ std::pair<bool, Json::Value> ParseSplit(const char* begin, const char* end, Thre
   firsts.push_back(pieces.size());
 
   std::vector<Json::Value> values(pieces.size());
-  std::vector<std::future<bool>> futures;
-  for (std::size_t t = 0; t + 1 < firsts.size(); ++t)
-    futures.push_back(pool.Submit([&pieces, &values, first = firsts[t], last = firsts[t + 1]]() {
-      const Json::CharReaderBuilder builder;
-      const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-      std::string errors;
-      for (std::size_t i = first; i < last; ++i)
-        if (!reader->parse(pieces[i].begin, pieces[i].end, &values[i], &errors))
-          return false;
-      return true;
-    }));
-  bool parsed = true;
-  for (auto& future : futures)
-    parsed = future.get() && parsed;
+  std::atomic<bool> parsed{true};
+  pool.ParallelFor(firsts.size() - 1, 1, [&](std::size_t task, std::size_t) {
+    const Json::CharReaderBuilder builder;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    std::string errors;
+    for (std::size_t i = firsts[task]; i < firsts[task + 1] && parsed; ++i)
+      if (!reader->parse(pieces[i].begin, pieces[i].end, &values[i], &errors))
+        parsed = false;
+  });
   if (!parsed)
     return {false, Json::Value()};
 
