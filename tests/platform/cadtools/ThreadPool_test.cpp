@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <stdexcept>
+#include <thread>
 #include <numeric>
 
 TEST(ThreadPool, NestedTasksThatWaitRunToCompletion)
@@ -80,13 +83,14 @@ TEST(ThreadPool, ParallelForCoversEveryItemOnceEvenFromBusyWorkers)
   for (auto& f : outer)
     EXPECT_EQ(f.get(), 99 * 100 / 2);
 
-  // A slice that throws stops the rest from starting and the first error reaches the caller.
+  // A slice that throws stops the rest from starting and the first error reaches the caller. The
+  // others take a while, so that the stop shows even when the throwing thread is held up.
   std::atomic<int> ran{0};
   EXPECT_THROW(pool.ParallelFor(1000, 1,
-                                [&](std::size_t begin, std::size_t) {
-                                  ++ran;
-                                  if (begin == 0)
-                                    throw std::runtime_error("slice 0");
+                                [&](std::size_t, std::size_t) {
+                                  if (++ran == 1)
+                                    throw std::runtime_error("the first slice");
+                                  std::this_thread::sleep_for(std::chrono::microseconds(100));
                                 }),
                std::runtime_error);
   EXPECT_LT(ran.load(), 1000);
