@@ -1,6 +1,7 @@
 #include <entity/ViewShapeUtil.h>
 
 #include "TextReadBuffer.h"
+#include "TextWriteBuffer.h"
 
 #include <cadtools/DataHandle.h>
 #include <cadtools/ShapeHandle.h>
@@ -16,7 +17,7 @@
 #include <cstdint>
 #include <atomic>
 #include <istream>
-#include <sstream>
+#include <ostream>
 #include <utility>
 #include <vector>
 
@@ -209,9 +210,9 @@ bool IsNodeObject(const Json::Value& value)
 {
   return value.isObject() && value["uuid"].isString();
 }
-} // namespace
-
-Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool clean)
+// Returns the display-shape object of `shape` and its saved descendants; the BRep texts are all
+// written through `text`, whose storage is reused from part to part.
+Json::Value ExportNode(const Handle(ViewShape)& shape, bool clean, TextWriteBuffer& text)
 {
   if (shape.IsNull())
     return Json::Value();
@@ -252,7 +253,7 @@ Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool cle
     {
       const Handle(ShapeEntity) part = Handle(ShapeEntity)::DownCast(child);
       if (!part.IsNull() && part->NeedSave())
-        children.append(ExportToJson(part, false));
+        children.append(ExportNode(part, false, text));
     }
     json["childs"] = std::move(children);
   }
@@ -262,12 +263,22 @@ Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool cle
     BRepTools::CleanGeometry(written);
     BRepTools::RemoveUnusedPCurves(written);
   }
-  std::ostringstream out;
+  text.Clear();
   if (!written.IsNull())
+  {
+    std::ostream out(&text);
     ShapeHandle::WriteBRep(written, out);
-  json["data"] = out.str();
+  }
+  json["data"] = Json::Value(text.Begin(), text.End());
   json["ColorLayer"] = ColourLayer(*shape, written);
   return json;
+}
+} // namespace
+
+Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool clean)
+{
+  TextWriteBuffer text;
+  return ExportNode(shape, clean, text);
 }
 
 bool ViewShapeUtil::ExportToFile(const Handle(ViewShape)& shape, const std::string& path, bool clean)

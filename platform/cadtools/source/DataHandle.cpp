@@ -1,5 +1,6 @@
 #include <cadtools/DataHandle.h>
 #include <cadtools/JsonText.h>
+#include <cadtools/JsonWriter.h>
 #include <cadtools/ThreadPool.h>
 
 #include <gp_GTrsf.hxx>
@@ -125,11 +126,7 @@ bool DataHandle::SaveJson(const Json::Value& json, const std::string& path)
     std::ofstream out(temp, std::ios::binary | std::ios::trunc);
     if (!out)
       return false;
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "  ";
-    builder["emitUTF8"] = true;
-    std::unique_ptr<Json::StreamWriter> writer(builder.newStreamWriter());
-    writer->write(json, &out);
+    JsonWriter::Write(json, out);
     out << '\n';
     out.flush();
     if (!out)
