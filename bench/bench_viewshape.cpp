@@ -145,20 +145,31 @@ void SaveJsonOnly(benchmark::State& state)
 }
 
 // The share of the JSON read that is only building the tree from the parsed document.
-void LoadFromJsonOnly(benchmark::State& state)
+void LoadFromJsonOnly(benchmark::State& state, ThreadPool& pool)
 {
   const std::string path = Folder() + "tree.json";
   ViewShapeUtil::ExportToFile(Tree(), path, false);
   const Json::Value json = DataHandle::LoadJson(path);
   for (auto _ : state)
   {
-    Handle(ShapeEntity) tree = ViewShapeUtil::LoadFromJson(json);
+    Handle(ShapeEntity) tree = ViewShapeUtil::LoadFromJson(json, pool);
     state.PauseTiming();
     if (tree.IsNull())
       state.SkipWithError("the tree did not load back");
     tree.Nullify();
     state.ResumeTiming();
   }
+}
+
+void LoadFromJsonOnlyPool(benchmark::State& state)
+{
+  LoadFromJsonOnly(state, GetThreadPool());
+}
+
+void LoadFromJsonOnlyOneThread(benchmark::State& state)
+{
+  ThreadPool single(1);
+  LoadFromJsonOnly(state, single);
 }
 
 void ReadBRep(benchmark::State& state)
@@ -193,7 +204,8 @@ BENCHMARK(LoadJsonOneThread)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTi
 BENCHMARK(ParseJsonOnly)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime()->UseRealTime();
 BENCHMARK(ExportToJsonOnly)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(SaveJsonOnly)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(LoadFromJsonOnly)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(LoadFromJsonOnlyPool)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime()->UseRealTime();
+BENCHMARK(LoadFromJsonOnlyOneThread)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime()->UseRealTime();
 BENCHMARK(ReadBRep)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 BENCHMARK_MAIN();
