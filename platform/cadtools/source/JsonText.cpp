@@ -1,7 +1,10 @@
 #include <cadtools/JsonText.h>
+#include <cadtools/ThreadPool.h>
 
 #include <json/json.h>
 
+#include <algorithm>
+#include <atomic>
 #include <charconv>
 #include <climits>
 #include <cstdint>
@@ -11,9 +14,18 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 namespace
 {
+// Documents from this size on are parsed in pieces on the thread pool.
+constexpr std::size_t SplitParseMinSize = 256 * 1024;
+// Levels of nesting a serial pass lays out before it leaves the values below to the pool: a
+// display tree's root, its children and their own children's lists, so that the nodes, not only
+// the root's few children, are shared among the threads.
+constexpr int SplitLevels = 4;
+// Parse tasks per pool worker, so that threads finishing early take more.
+constexpr std::size_t ParseTasksPerWorker = 4;
 // Depth of the deepest value the reader takes, the root at depth 1 (its default stackLimit); it
 // throws beyond it, so deeper text is left to it.
 constexpr int ReaderDepthLimit = 1000;
@@ -24,6 +36,9 @@ constexpr std::size_t WordBytes = sizeof(std::uint64_t);
 // The byte 0x01 in every byte of a word, and the top bit of every byte.
 constexpr std::uint64_t LowBits = 0x0101010101010101ULL;
 constexpr std::uint64_t HighBits = 0x8080808080808080ULL;
+// The bits a bracket keeps under BracketMask, the same for all four.
+constexpr std::uint64_t BracketMask = 0xD9;
+constexpr std::uint64_t BracketBits = 0x59;
 // Hexadecimal digits after "\u".
 constexpr int UnicodeEscapeDigits = 4;
 // The first and last high surrogate, the span of the payload of either half, and the first code
@@ -50,6 +65,15 @@ constexpr std::uint64_t DecimalBase = 10;
 constexpr std::uint64_t UnsignedMax = std::numeric_limits<std::uint64_t>::max();
 // The largest magnitude of a negative integer, that of the smallest 64-bit one.
 constexpr std::uint64_t NegativeMagnitudeMax = std::uint64_t(1) << 63;
+
+// A value of the document parsed on its own: its text, the slot it fills and its depth.
+struct Piece
+{
+  const char* begin;
+  const char* end;
+  Json::Value* slot;
+  int depth;
+};
 
 // The text being read and the scratch buffer of the string being decoded.
 struct Cursor
@@ -505,6 +529,184 @@ bool ReadValue(Cursor& c, Json::Value& into, int depth)
   }
 }
 
+// Returns the end of the string whose opening quote is at `p`, or null when it is not closed. A
+// quote closes it unless an odd run of backslashes precedes it; quotes are rare in the long
+// strings, so looking for them alone beats stopping at every escape.
+const char* StringEnd(const char* p, const char* end)
+{
+  const char* const text = p + 1;
+  for (p = text; p < end; ++p)
+  {
+    p = static_cast<const char*>(std::memchr(p, '"', static_cast<std::size_t>(end - p)));
+    if (p == nullptr)
+      return nullptr;
+    const char* escape = p;
+    while (escape > text && escape[-1] == '\\')
+      --escape;
+    if ((p - escape) % 2 == 0)
+      return p + 1;
+  }
+  return nullptr;
+}
+
+// Returns the word with the top bit set of each byte that is a quote or a bracket, exact up to the
+// lowest such byte, and of some other bytes ('Y', 'y', '_' and DEL match the brackets' bits). With
+// bits 0x20 and 0x06 cleared, '[', ']', '{' and '}' are all BracketBits.
+std::uint64_t QuoteOrBracketBits(std::uint64_t word)
+{
+  const std::uint64_t quotes = word ^ (LowBits * '"');
+  const std::uint64_t brackets = (word & (LowBits * BracketMask)) ^ (LowBits * BracketBits);
+  return (((quotes - LowBits) & ~quotes) | ((brackets - LowBits) & ~brackets)) & HighBits;
+}
+
+// Returns the first quote or bracket from `p` on, or `end`.
+const char* ScanStop(const char* p, const char* end)
+{
+  while (true)
+  {
+    for (; static_cast<std::size_t>(end - p) >= WordBytes; p += WordBytes)
+      if (const std::uint64_t bits = QuoteOrBracketBits(LoadWord(p)); bits != 0)
+      {
+        p += FirstMarkedByte(bits);
+        break;
+      }
+    if (p == end)
+      return p;
+    const char c = *p;
+    if (c == '"' || c == '{' || c == '}' || c == '[' || c == ']')
+      return p;
+    ++p;
+  }
+}
+
+// Returns the end of the value that starts at `p` as a quick scan sees it, or null when it finds
+// no end. The scan only lays out pieces: each is then read strictly, so text the scan misjudges
+// fails there.
+const char* ValueEnd(const char* p, const char* end)
+{
+  if (*p == '"')
+    return StringEnd(p, end);
+  if (*p != '{' && *p != '[')
+  {
+    while (p < end && !IsJsonSpace(*p) && *p != ',' && *p != ']' && *p != '}')
+      ++p;
+    return p;
+  }
+  int depth = 0;
+  while (true)
+  {
+    p = ScanStop(p, end);
+    if (p == end)
+      return nullptr;
+    if (*p == '"')
+    {
+      p = StringEnd(p, end);
+      if (p == nullptr)
+        return nullptr;
+      continue;
+    }
+    depth += *p == '{' || *p == '[' ? 1 : -1;
+    ++p;
+    if (depth == 0)
+      return p;
+  }
+}
+
+// Returns whether the value at the cursor, at nesting `depth`, reads as a skeleton: containers
+// within `levels` of it are read here into `into`, and the values below them are laid out as
+// pieces. False for malformed text and for a repeated name, which pieces could not keep last.
+bool ReadSkeleton(Cursor& c, Json::Value& into, int depth, int levels, std::vector<Piece>& pieces)
+{
+  if (depth > ReaderDepthLimit)
+    return false;
+  c.p = SkipSpace(c.p, c.end);
+  if (c.p == c.end)
+    return false;
+  const char open = *c.p;
+  if (levels == 0 || (open != '{' && open != '['))
+  {
+    const char* valueEnd = ValueEnd(c.p, c.end);
+    if (valueEnd == nullptr || valueEnd == c.p)
+      return false;
+    pieces.push_back({c.p, valueEnd, &into, depth});
+    c.p = valueEnd;
+    return true;
+  }
+  const bool isObject = open == '{';
+  const char close = isObject ? '}' : ']';
+  into = Json::Value(isObject ? Json::objectValue : Json::arrayValue);
+  c.p = SkipSpace(c.p + 1, c.end);
+  if (c.p < c.end && *c.p == close)
+  {
+    ++c.p;
+    return true;
+  }
+  while (true)
+  {
+    Json::Value* slot;
+    if (isObject)
+    {
+      const char* name;
+      const char* nameEnd;
+      if (c.p == c.end || *c.p != '"' || !ReadString(c, name, nameEnd))
+        return false;
+      c.p = SkipSpace(c.p, c.end);
+      if (c.p == c.end || *c.p != ':' || static_cast<std::size_t>(nameEnd - name) >= ReaderKeyLengthLimit)
+        return false;
+      ++c.p;
+      const Json::ArrayIndex members = into.size();
+      slot = into.demand(name, nameEnd);
+      if (into.size() == members)
+        return false;
+    }
+    else
+      slot = &into.append(Json::Value());
+    if (!ReadSkeleton(c, *slot, depth + 1, levels - 1, pieces))
+      return false;
+    c.p = SkipSpace(c.p, c.end);
+    if (c.p == c.end)
+      return false;
+    const char separator = *c.p++;
+    if (separator == close)
+      return true;
+    if (separator != ',')
+      return false;
+    c.p = SkipSpace(c.p, c.end);
+  }
+}
+
+// Returns whether the document reads as a skeleton whose pieces are read concurrently on the
+// pool; sets `root` to it, the same value as the one-pass read.
+bool ParseSplit(const char* begin, const char* end, ThreadPool& pool, Json::Value& root)
+{
+  Cursor skeleton{begin, end, std::string()};
+  std::vector<Piece> pieces;
+  if (!ReadSkeleton(skeleton, root, 1, SplitLevels, pieces) || SkipSpace(skeleton.p, end) != end)
+    return false;
+
+  // Tasks take contiguous runs of pieces of about equal text length.
+  const std::size_t tasks = std::min(pieces.size(), ParseTasksPerWorker * pool.Size());
+  std::vector<std::size_t> firsts{0};
+  const std::size_t total = static_cast<std::size_t>(end - begin);
+  for (std::size_t i = 1; i < pieces.size() && firsts.size() < tasks; ++i)
+    if (static_cast<std::size_t>(pieces[i].begin - begin) >= total * firsts.size() / tasks)
+      firsts.push_back(i);
+  firsts.push_back(pieces.size());
+
+  std::atomic<bool> parsed{true};
+  pool.ParallelFor(firsts.size() - 1, 1, [&](std::size_t task, std::size_t) {
+    Cursor c{nullptr, nullptr, std::string()};
+    for (std::size_t i = firsts[task]; i < firsts[task + 1] && parsed; ++i)
+    {
+      c.p = pieces[i].begin;
+      c.end = pieces[i].end;
+      if (!ReadValue(c, *pieces[i].slot, pieces[i].depth) || c.p != c.end)
+        parsed = false;
+    }
+  });
+  return parsed;
+}
+
 // Returns the document parsed by jsoncpp's reader, or a null value when it is malformed.
 Json::Value ParseWithReader(const char* begin, const char* end)
 {
@@ -518,10 +720,15 @@ Json::Value ParseWithReader(const char* begin, const char* end)
 }
 } // namespace
 
-Json::Value JsonText::Parse(const char* begin, const char* end, ThreadPool&)
+Json::Value JsonText::Parse(const char* begin, const char* end, ThreadPool& pool)
 {
-  Cursor c{begin, end, std::string()};
+  // Text the split does not take (a repeated name at its levels, or anything malformed) is read in
+  // one pass, and what that does not take goes to the reader, which decides.
   Json::Value root;
+  if (static_cast<std::size_t>(end - begin) >= SplitParseMinSize && pool.Size() > 1 &&
+      ParseSplit(begin, end, pool, root))
+    return root;
+  Cursor c{begin, end, std::string()};
   if (ReadValue(c, root, 1) && SkipSpace(c.p, end) == end)
     return root;
   return ParseWithReader(begin, end);
