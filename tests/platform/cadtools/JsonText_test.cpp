@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <random>
 #include <string>
@@ -73,9 +74,9 @@ struct Pools
   ThreadPool three{3};
 };
 
-// Returns the number of failures of Parse to read `text` as the reader does, on every pool: the
-// same value, or the same exception.
-int CountMismatches(Pools& pools, const std::string& text, const std::string& what)
+// Returns the number of failures of Parse to read `text` as the reader does on `pools`: the same
+// value, or the same exception.
+int CountMismatches(std::initializer_list<ThreadPool*> pools, const std::string& text, const std::string& what)
 {
   Json::Value expected;
   bool throws = false;
@@ -88,7 +89,7 @@ int CountMismatches(Pools& pools, const std::string& text, const std::string& wh
     throws = true;
   }
   int mismatches = 0;
-  for (ThreadPool* pool : {&pools.one, &pools.two, &pools.three})
+  for (ThreadPool* pool : pools)
   {
     const char* begin = text.data();
     if (throws)
@@ -104,6 +105,12 @@ int CountMismatches(Pools& pools, const std::string& text, const std::string& wh
     }
   }
   return mismatches;
+}
+
+// Returns the number of failures of Parse to read `text` as the reader does, on every pool.
+int CountMismatches(Pools& pools, const std::string& text, const std::string& what)
+{
+  return CountMismatches({&pools.one, &pools.two, &pools.three}, text, what);
 }
 
 // Numbers around the integer limits, the double range and rounding.
@@ -290,9 +297,10 @@ TEST(JsonText, TextOutsidePlainJsonReadsAsTheReaderReadsIt)
     mismatches += CountMismatches(pools, text, "root " + text);
     mismatches += CountMismatches(pools, "[" + text + "]", "element " + text);
     mismatches += CountMismatches(pools, "{\"k\": " + text + "}", "member " + text);
-    mismatches += CountMismatches(pools, large.substr(0, slot) + text + large.substr(slot + 1), "large root " + text);
+    // Large documents are split on pools of more than one thread.
+    mismatches += CountMismatches({&pools.two}, large.substr(0, slot) + text + large.substr(slot + 1), "large root " + text);
     mismatches +=
-      CountMismatches(pools, large.substr(0, nodeSlot) + text + large.substr(nodeSlot + 1), "large node " + text);
+      CountMismatches({&pools.two}, large.substr(0, nodeSlot) + text + large.substr(nodeSlot + 1), "large node " + text);
   }
   EXPECT_EQ(mismatches, 0);
   EXPECT_TRUE(JsonText::Parse(cases[1].data(), cases[1].data() + cases[1].size(), pools.two).isNull());
@@ -315,7 +323,7 @@ TEST(JsonText, TruncatedTextReadsAsTheReaderReadsIt)
   }
   const std::string large = TreeDocument(LargeDocumentSize, "[\"\\u20AC\", 12345678901234567890, 0.125]");
   for (std::size_t cut = 1; cut < large.size(); cut += 1 + random() % (large.size() / 60))
-    mismatches += CountMismatches(pools, large.substr(0, cut), "large cut at " + std::to_string(cut));
+    mismatches += CountMismatches({&pools.two}, large.substr(0, cut), "large cut at " + std::to_string(cut));
   EXPECT_EQ(mismatches, 0);
   EXPECT_TRUE(JsonText::Parse(large.data(), large.data() + large.size() / 2, pools.two).isNull());
 }
