@@ -31,7 +31,8 @@ constexpr std::size_t ParseTasksPerWorker = 4;
 constexpr int ReaderDepthLimit = 1000;
 // Length from which the reader throws on a member name.
 constexpr std::size_t ReaderKeyLengthLimit = std::size_t(1) << 30;
-// Bytes tested at once when looking for the end of a run of plain string text.
+// Bytes tested at once when looking for the end of a run of plain string text or of white space
+// and numbers.
 constexpr std::size_t WordBytes = sizeof(std::uint64_t);
 // The byte 0x01 in every byte of a word, and the top bit of every byte.
 constexpr std::uint64_t LowBits = 0x0101010101010101ULL;
@@ -39,8 +40,10 @@ constexpr std::uint64_t HighBits = 0x8080808080808080ULL;
 // The bits a bracket keeps under BracketMask, the same for all four.
 constexpr std::uint64_t BracketMask = 0xD9;
 constexpr std::uint64_t BracketBits = 0x59;
-// Hexadecimal digits after "\u".
+// Hexadecimal digits after "\u", their base and the value of the digit 'a'.
 constexpr int UnicodeEscapeDigits = 4;
+constexpr unsigned HexBase = 16;
+constexpr int HexLetterFirstValue = 10;
 // The first and last high surrogate, the span of the payload of either half, and the first code
 // point a pair stands for.
 constexpr unsigned HighSurrogateFirst = 0xD800;
@@ -59,6 +62,10 @@ constexpr unsigned Utf8ContinuationMark = 0x80;
 constexpr unsigned Utf8TwoBytesMark = 0xC0;
 constexpr unsigned Utf8ThreeBytesMark = 0xE0;
 constexpr unsigned Utf8FourBytesMark = 0xF0;
+// Bytes of the longest UTF-8 an escape decodes to, and the room one step of decoding writes in:
+// a word of plain text, of which all but the escape's backslash is kept, then the escape.
+constexpr std::size_t Utf8LongestBytes = 4;
+constexpr std::size_t DecodeStepRoom = WordBytes + Utf8LongestBytes;
 // Decimal digits of a magnitude that cannot overflow 64 bits, the base and the overflow bound.
 constexpr int SafeDecimalDigits = std::numeric_limits<std::uint64_t>::digits10;
 constexpr std::uint64_t DecimalBase = 10;
@@ -156,9 +163,9 @@ int HexValue(char c)
   if (IsDigit(c))
     return c - '0';
   if (c >= 'a' && c <= 'f')
-    return c - 'a' + 10;
+    return c - 'a' + HexLetterFirstValue;
   if (c >= 'A' && c <= 'F')
-    return c - 'A' + 10;
+    return c - 'A' + HexLetterFirstValue;
   return -1;
 }
 
@@ -173,7 +180,7 @@ bool ReadHexUnit(const char*& p, const char* end, unsigned& unit)
     const int digit = HexValue(p[i]);
     if (digit < 0)
       return false;
-    unit = unit * 16 + static_cast<unsigned>(digit);
+    unit = unit * HexBase + static_cast<unsigned>(digit);
   }
   p += UnicodeEscapeDigits;
   return true;
@@ -265,11 +272,11 @@ bool DecodeEscapedString(Cursor& c, const char* p, std::size_t done, std::size_t
   char* out = buffer.data() + done;
   while (true)
   {
-    // Room for a word of plain text or the longest escape's UTF-8.
-    if (static_cast<std::size_t>(buffer.data() + buffer.size() - out) < WordBytes)
+    // Room for a word of plain text and the longest escape's UTF-8 after it.
+    if (static_cast<std::size_t>(buffer.data() + buffer.size() - out) < DecodeStepRoom)
     {
       const std::size_t written = static_cast<std::size_t>(out - buffer.data());
-      buffer.resize(2 * buffer.size() + WordBytes);
+      buffer.resize(2 * buffer.size() + DecodeStepRoom);
       out = buffer.data() + written;
     }
     if (static_cast<std::size_t>(c.end - p) < WordBytes)

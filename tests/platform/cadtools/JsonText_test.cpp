@@ -232,7 +232,8 @@ std::string TreeDocument(std::size_t size, const std::string& leaf)
   {
     text += std::string(child == 0 ? "" : ",") + "\n {\"childs\": [";
     for (int node = 0; node < 40; ++node)
-      text += std::string(node == 0 ? "" : ", ") + "{\"trsf\": [1.0, 0.5, -2e-3], \"data\": \"a\\nb\\\\\\\"[{\", \"v\": " +
+      text += std::string(node == 0 ? "" : ", ") +
+              "{\"trsf\": [1.0, 0.5, -2e-3], \"data\": \"a\\nb\\\\\\\"[{\", \"v\": " +
               leaf + ", \"childs\": null}";
     text += "], \"color\": [0.25, 0.5, 1], \"ModelType\": " + std::to_string(child) + "}";
   }
@@ -298,9 +299,10 @@ TEST(JsonText, TextOutsidePlainJsonReadsAsTheReaderReadsIt)
     mismatches += CountMismatches(pools, "[" + text + "]", "element " + text);
     mismatches += CountMismatches(pools, "{\"k\": " + text + "}", "member " + text);
     // Large documents are split on pools of more than one thread.
-    mismatches += CountMismatches({&pools.two}, large.substr(0, slot) + text + large.substr(slot + 1), "large root " + text);
-    mismatches +=
-      CountMismatches({&pools.two}, large.substr(0, nodeSlot) + text + large.substr(nodeSlot + 1), "large node " + text);
+    const std::string inRoot = large.substr(0, slot) + text + large.substr(slot + 1);
+    const std::string inNode = large.substr(0, nodeSlot) + text + large.substr(nodeSlot + 1);
+    mismatches += CountMismatches({&pools.two}, inRoot, "large root " + text);
+    mismatches += CountMismatches({&pools.two}, inNode, "large node " + text);
   }
   EXPECT_EQ(mismatches, 0);
   EXPECT_TRUE(JsonText::Parse(cases[1].data(), cases[1].data() + cases[1].size(), pools.two).isNull());
@@ -312,7 +314,8 @@ TEST(JsonText, TruncatedTextReadsAsTheReaderReadsIt)
   Pools pools;
   std::mt19937 random(5);
   std::mt19937_64 bits(11);
-  const std::string small = "{\"a\": [1, -2.5e3, \"x\\u00e9\\uD834\\uDD1E\\n\", true, null, {}], \"b\": {\"c\": false}}";
+  const std::string small =
+    "{\"a\": [1, -2.5e3, \"x\\u00e9\\uD834\\uDD1E\\n\", true, null, {}], \"b\": {\"c\": false}}";
   int mismatches = 0;
   for (std::size_t cut = 0; cut < small.size(); ++cut)
     mismatches += CountMismatches(pools, small.substr(0, cut), "cut at " + std::to_string(cut));
