@@ -714,15 +714,23 @@ bool ParseSplit(const char* begin, const char* end, ThreadPool& pool, Json::Valu
   return parsed;
 }
 
-// Returns the document parsed by jsoncpp's reader, or a null value when it is malformed.
+// Returns the document parsed by jsoncpp's reader, or a null value when it is malformed or nested
+// deeper than the reader goes (where it throws).
 Json::Value ParseWithReader(const char* begin, const char* end)
 {
   const Json::CharReaderBuilder builder;
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value root;
   std::string errors;
-  if (!reader->parse(begin, end, &root, &errors))
+  try
+  {
+    if (!reader->parse(begin, end, &root, &errors))
+      return Json::Value();
+  }
+  catch (const Json::Exception&)
+  {
     return Json::Value();
+  }
   return root;
 }
 } // namespace

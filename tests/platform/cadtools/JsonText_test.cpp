@@ -75,7 +75,7 @@ struct Pools
 };
 
 // Returns the number of failures of Parse to read `text` as the reader does on `pools`: the same
-// value, or the same exception.
+// value, or nothing where the reader throws.
 int CountMismatches(std::initializer_list<ThreadPool*> pools, const std::string& text, const std::string& what)
 {
   Json::Value expected;
@@ -94,7 +94,7 @@ int CountMismatches(std::initializer_list<ThreadPool*> pools, const std::string&
     const char* begin = text.data();
     if (throws)
     {
-      EXPECT_THROW(JsonText::Parse(begin, begin + text.size(), *pool), Json::RuntimeError) << what;
+      EXPECT_TRUE(JsonText::Parse(begin, begin + text.size(), *pool).isNull()) << what;
       continue;
     }
     const Json::Value actual = JsonText::Parse(begin, begin + text.size(), *pool);
@@ -331,7 +331,7 @@ TEST(JsonText, TruncatedTextReadsAsTheReaderReadsIt)
   EXPECT_TRUE(JsonText::Parse(large.data(), large.data() + large.size() / 2, pools.two).isNull());
 }
 
-TEST(JsonText, NestingToTheReaderLimitReadsAndBeyondItThrowsAsTheReaderDoes)
+TEST(JsonText, NestingToTheReaderLimitReadsAndBeyondItReadsAsNothing)
 {
   Pools pools;
   int mismatches = 0;
