@@ -14,9 +14,11 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
 #include <vector>
 
@@ -27,7 +29,7 @@ namespace
 constexpr double RigidDeterminantTol = 1.0e-6;
 constexpr std::size_t SixSize = 6;
 constexpr std::size_t ArrSize = 12;
-// Bytes read from a file at a time.
+// Room first given to the text of a file whose size cannot be taken; WriteFileData copies by it too.
 constexpr std::size_t ReadChunk = 64 * 1024;
 
 // Returns whether `arr` is an array of at least `count` numbers.
@@ -54,7 +56,7 @@ bool WriteFileData(archive* a, const fs::path& file)
   std::ifstream in(file, std::ios::binary);
   if (!in)
     return false;
-  char buffer[64 * 1024];
+  char buffer[ReadChunk];
   while (in)
   {
     in.read(buffer, sizeof(buffer));
@@ -101,21 +103,30 @@ Json::Value DataHandle::LoadJson(const std::string& path)
 
 Json::Value DataHandle::LoadJson(const std::string& path, ThreadPool& pool)
 {
-  // The text is read in one piece and parsed where it lies: parsing from the stream would copy a
-  // large document twice more before reading it.
+  // The text is read in one piece straight into memory the parser reads in place: parsing from the
+  // stream, or reading through a smaller buffer, would copy a large document again first.
   std::ifstream in(path, std::ios::binary);
   if (!in)
     return Json::Value();
-  std::string text;
   std::error_code ec;
-  if (const std::uintmax_t size = fs::file_size(path, ec); !ec)
-    text.reserve(static_cast<std::size_t>(size));
-  char chunk[ReadChunk];
-  while (in.read(chunk, sizeof(chunk)) || in.gcount() > 0)
-    text.append(chunk, static_cast<std::size_t>(in.gcount()));
+  const std::uintmax_t fileSize = fs::file_size(path, ec);
+  // One byte more than the file holds, so that the first read already meets its end.
+  std::size_t capacity = ec ? ReadChunk : static_cast<std::size_t>(fileSize) + 1;
+  std::unique_ptr<char[]> text(new char[capacity]);
+  std::size_t length = 0;
+  while (in.read(text.get() + length, static_cast<std::streamsize>(capacity - length)))
+  {
+    // The file grew since its size was taken: read on into twice the room.
+    length = capacity;
+    std::unique_ptr<char[]> larger(new char[capacity * 2]);
+    std::memcpy(larger.get(), text.get(), length);
+    text = std::move(larger);
+    capacity *= 2;
+  }
+  length += static_cast<std::size_t>(in.gcount());
   if (in.bad())
     return Json::Value();
-  return JsonText::Parse(text.data(), text.data() + text.size(), pool);
+  return JsonText::Parse(text.get(), text.get() + length, pool);
 }
 
 bool DataHandle::SaveJson(const Json::Value& json, const std::string& path)
