@@ -40,10 +40,9 @@ constexpr std::uint64_t HighBits = 0x8080808080808080ULL;
 // The bits a bracket keeps under BracketMask, the same for all four.
 constexpr std::uint64_t BracketMask = 0xD9;
 constexpr std::uint64_t BracketBits = 0x59;
-// Hexadecimal digits after "\u", their base and the value of the digit 'a'.
+// Hexadecimal digits after "\u", and their base.
 constexpr int UnicodeEscapeDigits = 4;
-constexpr unsigned HexBase = 16;
-constexpr int HexLetterFirstValue = 10;
+constexpr int HexBase = 16;
 // The first and last high surrogate, the span of the payload of either half, and the first code
 // point a pair stands for.
 constexpr unsigned HighSurrogateFirst = 0xD800;
@@ -157,32 +156,15 @@ const char* PlainRunEnd(const char* p, const char* end)
   return p;
 }
 
-// Returns the value of the hexadecimal digit `c`, or -1.
-int HexValue(char c)
-{
-  if (IsDigit(c))
-    return c - '0';
-  if (c >= 'a' && c <= 'f')
-    return c - 'a' + HexLetterFirstValue;
-  if (c >= 'A' && c <= 'F')
-    return c - 'A' + HexLetterFirstValue;
-  return -1;
-}
-
 // Returns whether four hexadecimal digits start at `p`; reads them into `unit` and moves past.
 bool ReadHexUnit(const char*& p, const char* end, unsigned& unit)
 {
   if (end - p < UnicodeEscapeDigits)
     return false;
-  unit = 0;
-  for (int i = 0; i < UnicodeEscapeDigits; ++i)
-  {
-    const int digit = HexValue(p[i]);
-    if (digit < 0)
-      return false;
-    unit = unit * HexBase + static_cast<unsigned>(digit);
-  }
-  p += UnicodeEscapeDigits;
+  const std::from_chars_result r = std::from_chars(p, p + UnicodeEscapeDigits, unit, HexBase);
+  if (r.ec != std::errc() || r.ptr != p + UnicodeEscapeDigits)
+    return false;
+  p = r.ptr;
   return true;
 }
 

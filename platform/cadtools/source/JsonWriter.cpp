@@ -169,7 +169,6 @@ public:
 
   void WriteRoot(const Json::Value& root)
   {
-    myIndented = true;
     WriteCommentBefore(root);
     if (!myIndented)
       NewLine();
@@ -179,12 +178,16 @@ public:
   }
 
 private:
+  void Indent()
+  {
+    char* p = mySink.Reserve(myDepth * IndentationSize);
+    mySink.Commit(std::fill_n(p, myDepth * IndentationSize, ' '));
+  }
+
   void NewLine()
   {
-    char* p = mySink.Reserve(myDepth * IndentationSize + 1);
-    *p++ = '\n';
-    std::fill_n(p, myDepth * IndentationSize, ' ');
-    mySink.Commit(p + myDepth * IndentationSize);
+    mySink.Append('\n');
+    Indent();
   }
 
   // Writes `text` on a new line unless the line is ready for it.
@@ -281,7 +284,7 @@ private:
     {
       mySink.Append(comment[i]);
       if (comment[i] == '\n' && i + 1 < comment.size() && comment[i + 1] == '/')
-        mySink.Append(std::string(myDepth * IndentationSize, ' '));
+        Indent();
     }
     myIndented = false;
   }

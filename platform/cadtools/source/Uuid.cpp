@@ -1,6 +1,6 @@
 #include <cadtools/Uuid.h>
 
-#include <cctype>
+#include <charconv>
 #include <random>
 
 namespace
@@ -13,16 +13,9 @@ bool IsDashPosition(std::size_t i)
   return i == 8 || i == 13 || i == 18 || i == 23;
 }
 
-// Returns the value of a hex digit, or -1.
-int HexValue(char c)
-{
-  if (c >= '0' && c <= '9')
-    return c - '0';
-  const int lower = std::tolower(static_cast<unsigned char>(c));
-  if (lower >= 'a' && lower <= 'f')
-    return lower - 'a' + 10;
-  return -1;
-}
+// Hex digits of one byte, and their base.
+constexpr int ByteDigits = 2;
+constexpr int HexBase = 16;
 } // namespace
 
 Uuid Uuid::CreateUuid()
@@ -58,11 +51,10 @@ Uuid Uuid::FromString(const std::string& text)
         return Uuid();
       continue;
     }
-    const int high = HexValue(body[i]);
-    const int low = HexValue(body[i + 1]);
-    if (high < 0 || low < 0 || IsDashPosition(i + 1))
+    const char* digits = body.data() + i;
+    const std::from_chars_result r = std::from_chars(digits, digits + ByteDigits, id.myBytes[byte++], HexBase);
+    if (r.ec != std::errc() || r.ptr != digits + ByteDigits || IsDashPosition(i + 1))
       return Uuid();
-    id.myBytes[byte++] = static_cast<std::uint8_t>(high * 16 + low);
     ++i;
   }
   return id;

@@ -29,6 +29,8 @@ TEST(Uuid, MalformedTextGivesNil)
   for (const char* text : {"", "0123abcd-4567-89ab-cdef-0123456789a", "0123abcd-4567-89ab-cdef-0123456789abc",
                            "0123abcd_4567-89ab-cdef-0123456789ab", "0123abcg-4567-89ab-cdef-0123456789ab",
                            "{0123abcd-4567-89ab-cdef-0123456789ab", "0123abcd-4567-89ab-cdef-0123456789ab}",
-                           "0123abc-d4567-89ab-cdef-0123456789ab", "(0123abcd-4567-89ab-cdef-0123456789ab)"})
+                           "0123abc-d4567-89ab-cdef-0123456789ab", "(0123abcd-4567-89ab-cdef-0123456789ab)",
+                           "0123ab+1-4567-89ab-cdef-0123456789ab", "0123ab-1-4567-89ab-cdef-0123456789ab",
+                           "0123ab 1-4567-89ab-cdef-0123456789ab"})
     EXPECT_TRUE(Uuid::FromString(text).IsNil()) << text;
 }
