@@ -460,7 +460,9 @@ TopoDS_Shape Entity::RemoveSmallBodies(const TopoDS_Shape& shape)
     }
     if (!removed)
       return shape;
-    kept.Location(shape.Location());
+    // The placement is the shape's own, so a mirrored one (common in assemblies) is valid here
+    // although the kernel would refuse it on a shape by default.
+    kept.Location(shape.Location(), false);
     kept.Orientation(shape.Orientation());
     return kept;
   }

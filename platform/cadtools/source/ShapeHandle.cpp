@@ -48,7 +48,8 @@ std::pair<gp_Pnt, gp_Vec> PointAndTangent(const BRepAdaptor_Curve& curve, double
 void CollectShapes(const Handle(PrsMgr_PresentableObject)& object, bool recursive, std::vector<TopoDS_Shape>& shapes)
 {
   if (const Handle(AIS_Shape) shape = Handle(AIS_Shape)::DownCast(object); !shape.IsNull() && !shape->Shape().IsNull())
-    shapes.push_back(shape->Shape().Moved(TopLoc_Location(object->Transformation())));
+    // A display transformation may mirror or scale, which the kernel only takes when told to.
+    shapes.push_back(shape->Shape().Moved(TopLoc_Location(object->Transformation()), false));
   if (!recursive)
     return;
   for (const Handle(PrsMgr_PresentableObject)& child : object->Children())

@@ -11,7 +11,9 @@
 #include "support/Solids.h"
 #include "support/ViewTrees.h"
 
+#include <BRepBndLib.hxx>
 #include <BRep_Builder.hxx>
+#include <Bnd_Box.hxx>
 #include <Prs3d_ShadingAspect.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS_Compound.hxx>
@@ -364,4 +366,36 @@ TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
   Entity::ChangeContextEntity()["root"] = root;
   EXPECT_EQ(Entity::ChangeContextEntity().at("root"), root);
   Entity::ChangeContextEntity().erase("root");
+}
+
+TEST(Entity, TakeOverRemovesSmallBodiesUnderAMirroredPlacement)
+{
+  // Assemblies carry mirrored placements; the cleaned compound must keep its own.
+  BRep_Builder builder;
+  TopoDS_Compound withSpeck;
+  builder.MakeCompound(withSpeck);
+  builder.Add(withSpeck, Solids::Box(10, 10, 10));
+  builder.Add(withSpeck, Solids::Moved(Solids::Box(1e-3, 1e-3, 1e-3), ViewTrees::Placement(20, 0, 0, 0)));
+  gp_Trsf mirror;
+  mirror.SetMirror(gp_Ax2(gp_Pnt(0, 0, 0), gp_Dir(1, 0, 0)));
+  withSpeck.Location(TopLoc_Location(mirror), false);
+  Handle(ShapeEntity) root = new ShapeEntity(TopoDS_Shape(), Uuid::CreateUuid());
+  Handle(ShapeEntity) part = new ShapeEntity(withSpeck, Uuid::CreateUuid());
+  Handle(ShapeEntity) mirrored = new ShapeEntity(Solids::Box(1, 2, 3), Uuid::CreateUuid());
+  mirrored->SetLocalTransformation(mirror);
+  root->AddShapeListToAISChilde({part, mirrored});
+
+  const LogCapture log;
+  OpenEntity entity;
+  entity.SetEntityShape(root);
+  EXPECT_TRUE(log.Messages().empty()) << log.Messages().front().text;
+  const TopoDS_Shape& kept = part->GetEntityShape();
+  int solids = 0;
+  for (TopExp_Explorer ex(kept, TopAbs_SOLID); ex.More(); ex.Next())
+    ++solids;
+  EXPECT_EQ(solids, 1) << "the speck is removed";
+  EXPECT_TRUE(kept.Location().IsEqual(withSpeck.Location())) << "the mirrored placement is kept";
+  Bnd_Box box;
+  BRepBndLib::Add(kept, box);
+  EXPECT_NEAR(box.CornerMin().X(), -10.0, 1e-6) << "the box lies mirrored across x = 0";
 }
