@@ -45,6 +45,17 @@ std::pair<bool, Quantity_Color> FaceColour(const Handle(ViewShape)& part, const 
     return {false, Quantity_Color()};
   return {true, (*drawer)->ShadingAspect()->Color(Aspect_TOFM_FRONT_SIDE)};
 }
+
+// Returns a compound of a 10 mm box and, at x = 20, a speck of a box small enough to remove.
+TopoDS_Compound BoxWithSpeck()
+{
+  BRep_Builder builder;
+  TopoDS_Compound compound;
+  builder.MakeCompound(compound);
+  builder.Add(compound, Solids::Box(10, 10, 10));
+  builder.Add(compound, Solids::Moved(Solids::Box(1e-3, 1e-3, 1e-3), ViewTrees::Placement(20, 0, 0, 0)));
+  return compound;
+}
 } // namespace
 
 TEST(Entity, SavesAndLoadsItsDisplayTreeWithColoursPlacementsAndIds)
@@ -317,11 +328,7 @@ TEST(Entity, ColoursMeshesAndTakeOver)
 
 TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
 {
-  BRep_Builder builder;
-  TopoDS_Compound withSpeck;
-  builder.MakeCompound(withSpeck);
-  builder.Add(withSpeck, Solids::Box(10, 10, 10));
-  builder.Add(withSpeck, Solids::Moved(Solids::Box(1e-3, 1e-3, 1e-3), ViewTrees::Placement(20, 0, 0, 0)));
+  const TopoDS_Compound withSpeck = BoxWithSpeck();
   Handle(ShapeEntity) root = new ShapeEntity(TopoDS_Shape(), Uuid::CreateUuid());
   Handle(ShapeEntity) a = new ShapeEntity(withSpeck, Uuid::CreateUuid());
   Handle(ShapeEntity) b = new ShapeEntity(Solids::Box(1, 2, 3), Uuid::CreateUuid());
@@ -371,11 +378,7 @@ TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
 TEST(Entity, TakeOverRemovesSmallBodiesUnderAMirroredPlacement)
 {
   // Assemblies carry mirrored placements; the cleaned compound must keep its own.
-  BRep_Builder builder;
-  TopoDS_Compound withSpeck;
-  builder.MakeCompound(withSpeck);
-  builder.Add(withSpeck, Solids::Box(10, 10, 10));
-  builder.Add(withSpeck, Solids::Moved(Solids::Box(1e-3, 1e-3, 1e-3), ViewTrees::Placement(20, 0, 0, 0)));
+  TopoDS_Compound withSpeck = BoxWithSpeck();
   gp_Trsf mirror;
   mirror.SetMirror(gp_Ax2(gp_Pnt(0, 0, 0), gp_Dir(1, 0, 0)));
   withSpeck.Location(TopLoc_Location(mirror), false);
