@@ -105,10 +105,11 @@ bool HasPointAbove(const gp_Pnt& p, const gp_Dir& n, const std::vector<gp_Pnt>& 
                      [&](const gp_Pnt& point) { return HeightAbove(point, p, n) > tol; });
 }
 
-// Returns the probe classification, the faces' normals and point tests given as callables.
-template <typename Normal1, typename Normal2, typename OnFace1, typename OnFace2>
-EdgeType ProbeKind(const TopoDS_Edge& edge, double tol, double t, const Normal1& normal1, const Normal2& normal2,
-                   const OnFace1& onFace1, const OnFace2& onFace2)
+// Returns the kind at fraction t of the edge: unknown without a curve or a normal, else what the
+// normals decide, else probes(p, w1, w2) with p on the edge and wN the probe direction into face N.
+// normalN() gives (whether face N has a normal there, the normal).
+template <typename Normal1, typename Normal2, typename Probes>
+EdgeType KindAt(const TopoDS_Edge& edge, double t, const Normal1& normal1, const Normal2& normal2, const Probes& probes)
 {
   const auto [hasCurve, p] = PointOnBasisCurve(edge, t);
   if (!hasCurve)
@@ -120,8 +121,18 @@ EdgeType ProbeKind(const TopoDS_Edge& edge, double tol, double t, const Normal1&
   if (const auto [decided, kind] = KindOfNormals(n1, n2); decided)
     return kind;
   const auto [w1, w2] = ProbeDirections(n1, n2);
-  const double d = tol + 1.0;
-  return KindOfProbes(onFace1(p.Translated(w1 * d), tol), onFace2(p.Translated(w2 * d), tol));
+  return probes(p, w1, w2);
+}
+
+// Returns the probe classification, the faces' normals and point tests given as callables.
+template <typename Normal1, typename Normal2, typename OnFace1, typename OnFace2>
+EdgeType ProbeKind(const TopoDS_Edge& edge, double tol, double t, const Normal1& normal1, const Normal2& normal2,
+                   const OnFace1& onFace1, const OnFace2& onFace2)
+{
+  return KindAt(edge, t, normal1, normal2, [&](const gp_Pnt& p, const gp_Vec& w1, const gp_Vec& w2) {
+    const double d = tol + 1.0;
+    return KindOfProbes(onFace1(p.Translated(w1 * d), tol), onFace2(p.Translated(w2 * d), tol));
+  });
 }
 
 // Returns the planar classification: planeN() gives (whether face N is planar, its plane's normal),
@@ -130,19 +141,11 @@ template <typename Plane1, typename Plane2, typename Distance1, typename Distanc
 EdgeType PlanarKind(const TopoDS_Edge& edge, int step, const Plane1& plane1, const Plane2& plane2,
                     const Distance1& distance1, const Distance2& distance2)
 {
-  const auto [hasCurve, p] = PointOnBasisCurve(edge, 0.5);
-  if (!hasCurve)
-    return EdgeType::Unknown;
-  const auto [planar1, n1] = plane1();
-  const auto [planar2, n2] = plane2();
-  if (!planar1 || !planar2)
-    return EdgeType::Unknown;
-  if (const auto [decided, kind] = KindOfNormals(n1, n2); decided)
-    return kind;
-  const auto [w1, w2] = ProbeDirections(n1, n2);
-  const double d = static_cast<double>(step);
-  return KindOfProbes(distance1(p.Translated(w1 * d)) < distance1(p) + AutoWeldSeamAlgUtils::PlanarDistSlack,
-                      distance2(p.Translated(w2 * d)) < distance2(p) + AutoWeldSeamAlgUtils::PlanarDistSlack);
+  return KindAt(edge, 0.5, plane1, plane2, [&](const gp_Pnt& p, const gp_Vec& w1, const gp_Vec& w2) {
+    const double d = static_cast<double>(step);
+    return KindOfProbes(distance1(p.Translated(w1 * d)) < distance1(p) + AutoWeldSeamAlgUtils::PlanarDistSlack,
+                        distance2(p.Translated(w2 * d)) < distance2(p) + AutoWeldSeamAlgUtils::PlanarDistSlack);
+  });
 }
 
 // Returns (true, normal at the plane's origin) of a face whose basis surface is a plane, else (false, zero).
