@@ -7,7 +7,7 @@ packages=(
   build-essential cmake pkg-config
   libocct-foundation-dev libocct-modeling-data-dev libocct-modeling-algorithms-dev
   libocct-visualization-dev libocct-data-exchange-dev libtbb-dev libfontconfig-dev
-  libjsoncpp-dev libspdlog-dev libarchive-dev
+  libjsoncpp-dev libsimdjson-dev libspdlog-dev libarchive-dev
   libgtest-dev libbenchmark-dev liborocos-kdl-dev
   libarchive-tools p7zip-full xvfb xauth
 )

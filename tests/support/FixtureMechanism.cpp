@@ -14,7 +14,7 @@ opencascade::handle<ShapeEntity> NewPart(const TopoDS_Shape& body, const gp_Trsf
 }
 } // namespace
 
-FixtureMechanism::FixtureMechanism(const std::string& name, const std::vector<JointSpec>& chain)
+FixtureMechanism::FixtureMechanism(const std::string& name, const std::vector<JointDefinition>& chain)
 {
   opencascade::handle<ViewShape> root = new ViewShape(TopoDS_Shape(), Uuid::CreateUuid());
   root->SetName(name);
@@ -25,7 +25,7 @@ FixtureMechanism::FixtureMechanism(const std::string& name, const std::vector<Jo
     parent = AddLink(chain[i], parent, zeroFrames[i]);
 }
 
-FixtureLinkRod* FixtureMechanism::AddLink(const JointSpec& joint, FixtureLinkRod* parent, const gp_Trsf& zeroFrame)
+FixtureLinkRod* FixtureMechanism::AddLink(const JointDefinition& joint, FixtureLinkRod* parent, const gp_Trsf& zeroFrame)
 {
   const opencascade::handle<ShapeEntity> part = NewPart(joint.body, zeroFrame);
   part->SetName(joint.name);

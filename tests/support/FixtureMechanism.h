@@ -1,7 +1,7 @@
 #pragma once
 
 #include "FixtureLinkRod.h"
-#include "JointSpec.h"
+#include "JointDefinition.h"
 
 #include <entity/GenericEntity.h>
 
@@ -16,14 +16,14 @@ class FixtureMechanism : public GenericEntity
 {
 public:
   // A chain of links, each the child of the one before; `name` names the root display node.
-  FixtureMechanism(const std::string& name, const std::vector<JointSpec>& chain);
+  FixtureMechanism(const std::string& name, const std::vector<JointDefinition>& chain);
 
   using GenericEntity::AddNewLink;
   using GenericEntity::RemoveLinkRod;
 
   // Appends a link of `joint` under `parent` (a root link for null), carrying a part that shows
   // `joint.body` at `zeroFrame`; returns it.
-  FixtureLinkRod* AddLink(const JointSpec& joint, FixtureLinkRod* parent, const gp_Trsf& zeroFrame);
+  FixtureLinkRod* AddLink(const JointDefinition& joint, FixtureLinkRod* parent, const gp_Trsf& zeroFrame);
   // Adds a part that rides on no link, showing `body` in the entity's own frame.
   opencascade::handle<ShapeEntity> AddFixPart(const TopoDS_Shape& body);
   FixtureLinkRod* Link(size_t position) const { return FixtureLinkRod::Of(GetLink(position)); }

@@ -6,10 +6,10 @@
 
 namespace
 {
-JointSpec Joint(const char* name, JointType type, gp_Vec offset, double turnY, double lower, double upper,
+JointDefinition Joint(const char* name, JointType type, gp_Vec offset, double turnY, double lower, double upper,
                 TopoDS_Shape body)
 {
-  JointSpec joint;
+  JointDefinition joint;
   joint.name = name;
   joint.type = type;
   joint.offset = offset;
@@ -32,7 +32,7 @@ TopoDS_Shape Beam(double width, double z0, double length)
 }
 } // namespace
 
-std::vector<JointSpec> Mechanisms::SixAxisRobot()
+std::vector<JointDefinition> Mechanisms::SixAxisRobot()
 {
   // The wrist frame (link 4 on) is turned a quarter about Y, so its Z runs along the forearm (+X).
   return {
@@ -46,7 +46,7 @@ std::vector<JointSpec> Mechanisms::SixAxisRobot()
   };
 }
 
-std::vector<JointSpec> Mechanisms::TwoAxisPositioner()
+std::vector<JointDefinition> Mechanisms::TwoAxisPositioner()
 {
   return {
     Joint("pedestal", JointType::LinearZ, gp_Vec(0, 0, 0), 0, -1, 1, Beam(400, 0, 700)),
@@ -71,7 +71,7 @@ gp_Trsf Mechanisms::PositionerFlange()
 
 std::unique_ptr<FixtureMechanism> Mechanisms::BuildRobot()
 {
-  const std::vector<JointSpec> chain = SixAxisRobot();
+  const std::vector<JointDefinition> chain = SixAxisRobot();
   auto robot = std::make_unique<FixtureMechanism>("robot", chain);
   // A flange is held in the entity frame at the zero pose, like a link's axis.
   const gp_Trsf lastAtZero = LinkFrames(chain, std::vector<double>(chain.size(), 0.0)).back();
@@ -81,7 +81,7 @@ std::unique_ptr<FixtureMechanism> Mechanisms::BuildRobot()
 
 std::unique_ptr<FixtureMechanism> Mechanisms::BuildPositioner()
 {
-  const std::vector<JointSpec> chain = TwoAxisPositioner();
+  const std::vector<JointDefinition> chain = TwoAxisPositioner();
   auto positioner = std::make_unique<FixtureMechanism>("positioner", chain);
   const gp_Trsf tableAtZero = LinkFrames(chain, std::vector<double>(chain.size(), 0.0)).back();
   positioner->AddFlange(positioner->GetLinkRods().back()->GetLinkHashIndex(), tableAtZero * PositionerFlange());
@@ -90,19 +90,19 @@ std::unique_ptr<FixtureMechanism> Mechanisms::BuildPositioner()
 
 std::unique_ptr<FixtureMechanism> Mechanisms::BuildTool()
 {
-  auto tool = std::make_unique<FixtureMechanism>("torch", std::vector<JointSpec>{});
+  auto tool = std::make_unique<FixtureMechanism>("torch", std::vector<JointDefinition>{});
   tool->AddFixPart(Solids::Cylinder(15, 300));
   return tool;
 }
 
 std::unique_ptr<FixtureMechanism> Mechanisms::BuildPart()
 {
-  auto part = std::make_unique<FixtureMechanism>("part", std::vector<JointSpec>{});
+  auto part = std::make_unique<FixtureMechanism>("part", std::vector<JointDefinition>{});
   part->AddFixPart(Solids::Box(400, 200, 100));
   return part;
 }
 
-std::vector<gp_Trsf> Mechanisms::LinkFrames(const std::vector<JointSpec>& chain, const std::vector<double>& values)
+std::vector<gp_Trsf> Mechanisms::LinkFrames(const std::vector<JointDefinition>& chain, const std::vector<double>& values)
 {
   std::vector<gp_Trsf> frames;
   gp_Trsf frame;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "FixtureMechanism.h"
-#include "JointSpec.h"
+#include "JointDefinition.h"
 
 #include <gp_Trsf.hxx>
 
@@ -13,9 +13,9 @@ class Mechanisms
 {
 public:
   // Base link (fixed slide) and the six axes of an arm of about 1.4 m reach.
-  static std::vector<JointSpec> SixAxisRobot();
+  static std::vector<JointDefinition> SixAxisRobot();
   // Base link (fixed slide), a tilt axis about X and a turntable about the tilted Z.
-  static std::vector<JointSpec> TwoAxisPositioner();
+  static std::vector<JointDefinition> TwoAxisPositioner();
   // Tool flange in the robot's last link frame.
   static gp_Trsf RobotFlange();
   // Part flange in the positioner's table frame.
@@ -30,5 +30,5 @@ public:
   static std::unique_ptr<FixtureMechanism> BuildPart();
   // Frame of every link at the given joint values (radians / mm, one per link), computed as the
   // product of center frames and joint motions in each link's own frame.
-  static std::vector<gp_Trsf> LinkFrames(const std::vector<JointSpec>& chain, const std::vector<double>& values);
+  static std::vector<gp_Trsf> LinkFrames(const std::vector<JointDefinition>& chain, const std::vector<double>& values);
 };

@@ -1,6 +1,6 @@
 #include <entity/LinkRod.h>
 
-#include "EntityLog.h"
+#include "core/EntityLog.h"
 
 #include <entity/GenericEntity.h>
 

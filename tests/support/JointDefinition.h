@@ -10,7 +10,7 @@
 
 // One link of a fixture mechanism as a designer writes it down: where its frame sits on the
 // parent's frame, how its joint turns or slides, and the solid it carries.
-struct JointSpec
+struct JointDefinition
 {
   std::string name;
   // Configured type: an axis of the link's own frame.

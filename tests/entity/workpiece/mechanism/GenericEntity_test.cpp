@@ -62,7 +62,7 @@ Mat4 Turn(int axis, double angle)
 }
 
 // Frames of every link: parent frame × offset × turn about Y × joint motion in the link's frame.
-std::vector<Mat4> Frames(const std::vector<JointSpec>& chain, const std::vector<double>& values, const Mat4& root)
+std::vector<Mat4> Frames(const std::vector<JointDefinition>& chain, const std::vector<double>& values, const Mat4& root)
 {
   std::vector<Mat4> frames;
   Mat4 frame = root;
@@ -104,7 +104,7 @@ Mat4 ToMat(const gp_Trsf& t)
 }
 
 // Random in-limit values, one per link (the base slide stays at 0).
-std::vector<double> RandomPose(const std::vector<JointSpec>& chain, std::mt19937& random)
+std::vector<double> RandomPose(const std::vector<JointDefinition>& chain, std::mt19937& random)
 {
   std::vector<double> pose{0.0};
   for (size_t i = 1; i < chain.size(); ++i)
@@ -317,13 +317,13 @@ TEST(GenericEntity, ForwardOneJointMovesTheLinksAfterIt)
 TEST(GenericEntity, StateCheckSkipsTheBaseLink)
 {
   // Only links configured as Rotary or Linear are examined.
-  JointSpec base = Mechanisms::TwoAxisPositioner()[0];
+  JointDefinition base = Mechanisms::TwoAxisPositioner()[0];
   base.type = JointType::Linear;
-  JointSpec turn = Mechanisms::TwoAxisPositioner()[1];
+  JointDefinition turn = Mechanisms::TwoAxisPositioner()[1];
   turn.type = JointType::Rotary;
   // A link configured Linear is derived as rotary too (every configured type from 3 up is), so
   // the second checked link is a turn as well; the linear tolerance is covered with the link alone.
-  JointSpec table = Mechanisms::TwoAxisPositioner()[2];
+  JointDefinition table = Mechanisms::TwoAxisPositioner()[2];
   table.type = JointType::Rotary;
   table.lower = 0;
   table.upper = 90;

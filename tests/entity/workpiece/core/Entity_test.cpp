@@ -300,7 +300,7 @@ TEST(Entity, SameShapeBodiesAreCopiedForLaterParts)
 TEST(Entity, ColoursMeshesAndTakeOver)
 {
   Handle(ShapeEntity) root = ViewTrees::BoxTree(2);
-  // Part 1 also paints the face painted in part 0; the later part in index order wins.
+  // Sub-model 1 also paints the face painted in sub-model 0; the later part in index order wins.
   const auto subs = root->GetAllSubViewShapes();
   const TopoDS_Shape shared = ViewTrees::Face(subs[0]->GetEntityShape(), 0);
   subs[1]->SetCustomColor(shared, Quantity_Color(Quantity_NOC_GREEN));

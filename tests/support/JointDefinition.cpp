@@ -1,8 +1,8 @@
-#include "JointSpec.h"
+#include "JointDefinition.h"
 
 #include <gp_Ax1.hxx>
 
-gp_Trsf JointSpec::Center() const
+gp_Trsf JointDefinition::Center() const
 {
   gp_Trsf move;
   move.SetTranslation(offset);

@@ -236,7 +236,7 @@ TEST(LinkRod, JsonWritesDegreesAndReadsBackRadians)
 {
   FixtureMechanism entity("json", {});
   FixtureLinkRod* base = entity.AddLink(Mechanisms::TwoAxisPositioner()[0], nullptr, gp_Trsf());
-  JointSpec joint;
+  JointDefinition joint;
   joint.type = JointType::RotaryX;
   joint.offset = gp_Vec(0, 0, 700);
   joint.turnY = 30;

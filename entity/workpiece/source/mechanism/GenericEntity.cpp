@@ -1,6 +1,6 @@
 #include <entity/GenericEntity.h>
 
-#include "EntityLog.h"
+#include "core/EntityLog.h"
 
 #include <cadtools/DataHandle.h>
 #include <cadtools/LogUtils.h>

@@ -1,7 +1,7 @@
 #include <entity/Entity.h>
 #include <entity/ViewShapeUtil.h>
 
-#include "EntityLog.h"
+#include "core/EntityLog.h"
 
 #include <cadtools/DataHandle.h>
 #include <cadtools/LogUtils.h>
