@@ -4,6 +4,9 @@
 
 #include <entity/Version.h>
 
+#include <Standard_Failure.hxx>
+
+#include <algorithm>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -26,9 +29,8 @@ options:
   --version   print the library version
   --help      print this help
 )";
-} // namespace
 
-int main(int argc, char** argv)
+int Run(int argc, char** argv)
 {
   if (argc < 2)
   {
@@ -55,4 +57,34 @@ int main(int argc, char** argv)
     return RunGenerateExamplesCommand(args, std::cout, std::cerr);
   std::cerr << "workpiece: unknown command '" << command << "'\n" << Usage;
   return 2;
+}
+
+// One line on standard error for any failure that escapes a command, the kernel's included.
+int ReportFailure(const std::string& what)
+{
+  std::string line = what;
+  std::replace(line.begin(), line.end(), '\n', ' ');
+  std::cerr << "workpiece: error: " << line << "\n";
+  return 1;
+}
+} // namespace
+
+int main(int argc, char** argv)
+{
+  try
+  {
+    return Run(argc, argv);
+  }
+  catch (const std::exception& error)
+  {
+    return ReportFailure(error.what());
+  }
+  catch (const Standard_Failure& failure)
+  {
+    return ReportFailure(std::string(failure.DynamicType()->Name()) + ": " + failure.GetMessageString());
+  }
+  catch (...)
+  {
+    return ReportFailure("unknown exception");
+  }
 }

@@ -60,7 +60,7 @@ public:
   };
 
   // Indexes the shape and prepares each face once for every later Extract (on the shared pool when
-  // parallel); throws std::length_error when it has more solids or sub-shapes than the layout holds.
+  // parallel); throws WorkpieceError when it has more solids or sub-shapes than the layout holds.
   explicit SeamExtractor(const TopoDS_Shape& shape, bool parallel = true);
 
   // Returns the index of a solid, face or edge of the part (IntEdgeFaceSeg::NoIndex if it has none).

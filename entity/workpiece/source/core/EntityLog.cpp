@@ -2,6 +2,7 @@
 
 #include <cadtools/DataHandle.h>
 #include <cadtools/LogUtils.h>
+#include <cadtools/WorkpieceError.h>
 
 const char* const EntityLog::KeyError = "map传入key错误，数据不在范围内";
 const char* const EntityLog::IndexError = "vector传入index错误，数据不在范围内";
@@ -15,5 +16,5 @@ void EntityLog::Fail(const spdlog::source_loc& location, const std::string& mess
 {
   const std::string text = DataHandle::StringToUTF8string(message);
   LogUtils::LogWrite(location, SPDLOG_LEVEL_CRITICAL, text);
-  throw tag + location.funcname + text;
+  throw WorkpieceError(tag + location.funcname + text);
 }

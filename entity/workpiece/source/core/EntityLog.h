@@ -5,7 +5,7 @@
 #include <string>
 
 // The entity classes' log: UTF-8 messages from a named operation, and the critical failures
-// that reach the host as thrown text.
+// that reach the host as a WorkpieceError.
 class EntityLog
 {
 public:
@@ -17,7 +17,8 @@ public:
   // Writes `message` at `level` from the operation named in `location`.
   static void Write(const spdlog::source_loc& location, int level, const std::string& message);
 
-  // Logs `message` at critical level, then throws `tag` + the operation's name + `message`.
+  // Logs `message` at critical level, then throws a WorkpieceError of `tag` + the operation's name
+  // + `message`.
   [[noreturn]] static void Fail(const spdlog::source_loc& location, const std::string& message,
                                 const std::string& tag = std::string());
 };

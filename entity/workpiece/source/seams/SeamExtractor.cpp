@@ -3,6 +3,7 @@
 #include <entity/SeamExtractor.h>
 
 #include <cadtools/ThreadPool.h>
+#include <cadtools/WorkpieceError.h>
 
 #include <BRep_Builder.hxx>
 #include <BRep_Tool.hxx>
@@ -82,7 +83,7 @@ SeamExtractor::SeamExtractor(const TopoDS_Shape& shape, bool parallel)
     hasLooseFaces = true;
   }
   if (solids.Extent() + (hasLooseFaces ? 1 : 0) > static_cast<int>(MaxBlocks))
-    throw std::length_error("SeamExtractor: the part has more than 2048 solids");
+    throw WorkpieceError("SeamExtractor: the part has more than 2048 solids");
   std::vector<TopoDS_Face> faces;
   for (int i = 1; i <= solids.Extent(); ++i)
     AddBlock(solids(i), faces);
@@ -106,7 +107,7 @@ void SeamExtractor::AddBlock(const TopoDS_Shape& shape, std::vector<TopoDS_Face>
   TopTools_IndexedDataMapOfShapeListOfShape edgeFaces;
   TopExp::MapShapesAndUniqueAncestors(shape, TopAbs_EDGE, TopAbs_FACE, edgeFaces);
   if (1u + faces.Extent() + edgeFaces.Extent() > MaxSubShapes)
-    throw std::length_error("SeamExtractor: a solid has more faces and edges than 131070");
+    throw WorkpieceError("SeamExtractor: a solid has more faces and edges than 131070");
 
   const auto number = [&](const TopoDS_Shape& sub) {
     block.subShapes.push_back(sub);

@@ -3,6 +3,7 @@
 
 #include <cadtools/DataHandle.h>
 #include <cadtools/ShapeHandle.h>
+#include <cadtools/WorkpieceError.h>
 #include <cadtools/gpHandle.h>
 #include <mesh/MeshProcessTools.h>
 #include <view/CADView.h>
@@ -196,12 +197,12 @@ TEST(Entity, HashIndexAndPartLookup)
     entity.GetPart(12345);
     FAIL() << "an unknown index throws";
   }
-  catch (const std::string& text)
+  catch (const WorkpieceError& error)
   {
-    EXPECT_EQ(text, "Entity::GetPart" + KeyMessage);
+    EXPECT_EQ(error.what(), "Entity::GetPart" + KeyMessage);
   }
   EXPECT_TRUE(log.Contains(5, KeyMessage, "Entity::GetPart"));
-  EXPECT_THROW(entity.RemoveSubMdl(12345), std::string);
+  EXPECT_THROW(entity.RemoveSubMdl(12345), WorkpieceError);
 
   Handle(ShapeEntity) part = Handle(ShapeEntity)::DownCast(root->GetAllSubViewShapes()[0]);
   const gp_Trsf world = part->Transformation();
@@ -236,7 +237,7 @@ TEST(Entity, HideTogglesDisplayAndCollision)
   entity.Hide(part->GetHashIndex());
   EXPECT_TRUE(part->IsDisplayed());
   EXPECT_TRUE(part->IsCollisionActive());
-  EXPECT_THROW(entity.Hide(99), std::string);
+  EXPECT_THROW(entity.Hide(99), WorkpieceError);
   part->RemoveFromView();
 }
 

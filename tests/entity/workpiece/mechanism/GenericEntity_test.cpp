@@ -4,6 +4,7 @@
 #include "support/Solids.h"
 #include "support/Transforms.h"
 
+#include <cadtools/WorkpieceError.h>
 #include <cadtools/gpHandle.h>
 
 #include <gtest/gtest.h>
@@ -122,9 +123,9 @@ void ExpectCritical(Call call, const std::string& function, const std::string& m
     call();
     ADD_FAILURE() << function << " did not throw";
   }
-  catch (const std::string& text)
+  catch (const WorkpieceError& error)
   {
-    EXPECT_EQ(text, function + message);
+    EXPECT_EQ(error.what(), function + message);
   }
   EXPECT_TRUE(log.Contains(5, message, function)) << function;
 }
@@ -464,7 +465,7 @@ TEST(GenericEntity, RemovingALinkUnhooksIt)
   EXPECT_EQ(robot->GetLinkSize(), 6u);
   EXPECT_EQ(wrist->SubLinkSize(), 0);
   EXPECT_EQ(robot->GetCurrentValue(0), std::vector<double>(6, 0.0));
-  EXPECT_THROW(robot->GetLinkIndexOrder(flangeHash), std::string);
+  EXPECT_THROW(robot->GetLinkIndexOrder(flangeHash), WorkpieceError);
   EXPECT_EQ(robot->GetEndLink(0), wrist);
 
   // Removing a root link drops it from the roots.
