@@ -7,7 +7,7 @@ JOBS ?= 2
 XVFB := $(CURDIR)/scripts/with-display.sh
 CLI := $(BUILD_DIR)/apps/workpiece/workpiece
 
-.PHONY: deps configure build demo test sanitize-test bench install clean
+.PHONY: deps configure build demo test sanitize-test install-check bench install clean
 
 deps:
 	./scripts/install-deps.sh
@@ -33,6 +33,12 @@ sanitize-test: deps
 	  LSAN_OPTIONS=suppressions=$(CURDIR)/scripts/lsan.supp:print_suppressions=0 \
 	  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	  $(XVFB) ctest --output-on-failure -j$(JOBS)
+
+# Installs into a temporary prefix and runs the tool from there, as a user of a non-system prefix would.
+install-check: build
+	prefix=$$(mktemp -d) && cmake --install $(BUILD_DIR) --prefix $$prefix > /dev/null && \
+	  $$prefix/bin/workpiece --version && $$prefix/bin/workpiece demo > /dev/null && \
+	  echo "install-check: $$prefix/bin/workpiece runs" && rm -rf $$prefix
 
 bench: deps
 	cmake -S . -B $(BENCH_DIR) -DCMAKE_BUILD_TYPE=Release -DWORKPIECE_BUILD_TESTS=OFF -DWORKPIECE_BUILD_BENCH=ON
