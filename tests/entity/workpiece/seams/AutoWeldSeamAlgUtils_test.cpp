@@ -1,6 +1,5 @@
 #include "support/SeamSolids.h"
 #include "support/Solids.h"
-
 #include <entity/AutoWeldSeamAlgUtils.h>
 
 #include <BRepAdaptor_Curve.hxx>
@@ -8,11 +7,9 @@
 #include <BRepCheck_Analyzer.hxx>
 #include <GCPnts_AbscissaPoint.hxx>
 #include <TopoDS.hxx>
-
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cmath>
 #include <map>
 
 namespace
@@ -29,9 +26,8 @@ std::array<EdgeType, 3> Classify(const EdgeWithFaces& s)
 // Returns the seam of the shape along the edge nearest to the point.
 EdgeWithFaces SeamAt(const TopoDS_Shape& shape, const gp_Pnt& nearEdge)
 {
-  const TopoDS_Edge edge = SeamSolids::EdgeNear(shape, nearEdge);
   for (const EdgeWithFaces& s : SeamSolids::TwoFaceEdges(shape))
-    if (s.edge.IsSame(edge))
+    if (s.edge.IsSame(SeamSolids::EdgeNear(shape, nearEdge)))
       return s;
   return {};
 }
@@ -44,39 +40,27 @@ double Length(const TopoDS_Edge& edge)
 
 TEST(EdgeClassification, KnownSolidsByAllThreeClassifiers)
 {
-  // Solid, concave seams and their length; all others convex, none unknown.
-  const struct
+  // Solid, concave and convex seams, concave length; none unknown.
+  for (const auto& [shape, concave, convex, length] :
+       {std::tuple{Solids::Box(30, 20, 10), 0, 12, 0.0}, {Solids::LSolid(50, 10, 30), 1, 17, 30.0},
+        {Solids::TSolid(100, 60, 10, 40), 2, 22, 120.0}})
   {
-    TopoDS_Shape shape;
-    int concave, all;
-    double length;
-  } cases[] = {{Solids::Box(30, 20, 10), 0, 12, 0.0},
-               {Solids::LSolid(50, 10, 30), 1, 18, 30.0},
-               {Solids::TSolid(100, 60, 10, 40), 2, 0, 120.0}};
-  for (const auto& c : cases)
-  {
-    ASSERT_TRUE(BRepCheck_Analyzer(c.shape).IsValid());
+    ASSERT_TRUE(BRepCheck_Analyzer(shape).IsValid());
     for (int k = 0; k < 3; ++k)
     {
-      std::map<EdgeType, int> counts;
-      double length = 0.0;
-      for (const EdgeWithFaces& s : SeamSolids::TwoFaceEdges(c.shape))
+      std::map<EdgeType, double> counts{{EdgeType::Concave, 0}, {EdgeType::Convex, 0}}, lengths;
+      for (const EdgeWithFaces& s : SeamSolids::TwoFaceEdges(shape))
       {
-        const EdgeType kind = Classify(s)[k];
-        ++counts[kind];
-        length += kind == EdgeType::Concave ? Length(s.edge) : 0.0;
+        ++counts[Classify(s)[k]];
+        lengths[Classify(s)[k]] += Length(s.edge);
       }
-      EXPECT_EQ(counts[EdgeType::Concave], c.concave) << "classifier " << k;
-      EXPECT_EQ(counts[EdgeType::Unknown], 0);
-      if (c.all > 0)
-        EXPECT_EQ(counts[EdgeType::Convex], c.all - c.concave);
-      EXPECT_NEAR(length, c.length, 1e-9);
+      EXPECT_EQ(counts, (std::map<EdgeType, double>{{EdgeType::Concave, concave}, {EdgeType::Convex, convex}})) << k;
+      EXPECT_NEAR(lengths[EdgeType::Concave], length, 1e-9);
     }
   }
   // The L's inner edge whichever face comes first: the edge is re-oriented as the first face uses it.
   const EdgeWithFaces inner = SeamAt(Solids::LSolid(50, 10, 30), gp_Pnt(10, 10, 15));
   EXPECT_EQ(Classify({inner.edge, inner.face2, inner.face1}), Classify(inner));
-  EXPECT_EQ(Classify(inner)[2], EdgeType::Concave);
 }
 
 TEST(EdgeClassification, TangentFilletsFoldedBackAndOneSidedProbes)
@@ -122,9 +106,8 @@ TEST(EdgeClassification, FaceNormalsAlongAnEdge)
   }
   const TopoDS_Face top = SeamSolids::FaceNear(cylinder, gp_Pnt(0, 0, 20));
   EXPECT_LT(Utils::GetFaceNormalByEdge(rim, TopoDS::Face(top.Reversed()), 0.3).second.Angle(gp_Vec(0, 0, -1)), 1e-12);
-  const auto failed = Utils::GetFaceNormalByEdge(rim, TopoDS_Face(), 0.3);
-  EXPECT_FALSE(failed.first);
-  EXPECT_DOUBLE_EQ(failed.second.Magnitude(), 0.0);
+  const auto [failed, zero] = Utils::GetFaceNormalByEdge(rim, TopoDS_Face(), 0.3);
+  EXPECT_TRUE(!failed && zero.Magnitude() == 0.0);
 }
 
 TEST(EdgeClassification, PointAndEdgeContainmentOnAndBesideTheLimits)
@@ -132,7 +115,6 @@ TEST(EdgeClassification, PointAndEdgeContainmentOnAndBesideTheLimits)
   const TopoDS_Shape box = Solids::Box(10, 10, 10);
   const TopoDS_Face bottom = SeamSolids::FaceNear(box, gp_Pnt(5, 5, 0));
   const TopoDS_Face top = SeamSolids::FaceNear(box, gp_Pnt(5, 5, 10));
-  EXPECT_DOUBLE_EQ(Utils::DistOfPntToFace(gp_Pnt(5, 5, 13), top), 3.0);
   EXPECT_NEAR(Utils::DistOfPntToFace(gp_Pnt(13, 14, 10), top), 5.0, 1e-9) << "beyond the corner";
   EXPECT_DOUBLE_EQ(Utils::DistOfPntToFace(gp_Pnt(1, 1, 1), TopoDS_Face()), Utils::FailDistance);
 
@@ -143,7 +125,6 @@ TEST(EdgeClassification, PointAndEdgeContainmentOnAndBesideTheLimits)
 
   // Within tol, inclusive, is in the list.
   NCollection_Sequence<gp_Pnt> points;
-  EXPECT_FALSE(Utils::IsPntInList(gp_Pnt(), points, 1.0));
   points.Append(gp_Pnt(0, 0, 0));
   EXPECT_TRUE(Utils::IsPntInList(gp_Pnt(0.5, 0, 0), points, 0.5));
   EXPECT_FALSE(Utils::IsPntInList(gp_Pnt(0.5, 0, 0), points, 0.4999));
@@ -155,9 +136,7 @@ TEST(EdgeClassification, PointAndEdgeContainmentOnAndBesideTheLimits)
   EXPECT_TRUE(Utils::IsEdgeTrivial(SeamSolids::Segment(gp_Pnt(0, 0, 0), gp_Pnt(0.19, 0, 0)), 0.1));
   EXPECT_FALSE(Utils::IsEdgeTrivial(SeamSolids::Segment(gp_Pnt(0, 0, 0), gp_Pnt(0.2, 0, 0)), 0.1));
 
-  EXPECT_TRUE(Utils::IsAncestor(top.Reversed(), box, false));
-  EXPECT_FALSE(Utils::IsAncestor(top.Reversed(), box, true));
-  EXPECT_FALSE(Utils::IsAncestor(top, Solids::Box(10, 10, 10), false)) << "an equal copy is not the same shape";
+  EXPECT_FALSE(Utils::IsAncestor(top.Reversed(), box, true) || Utils::IsAncestor(top, Solids::Box(10, 10, 10), false));
 }
 
 TEST(EdgeClassification, StraightEdgeRelationsAndMerging)
