@@ -31,11 +31,6 @@ EdgeWithFaces SeamAt(const TopoDS_Shape& shape, const gp_Pnt& nearEdge)
       return s;
   return {};
 }
-
-double Length(const TopoDS_Edge& edge)
-{
-  return GCPnts_AbscissaPoint::Length(BRepAdaptor_Curve(edge));
-}
 } // namespace
 
 TEST(EdgeClassification, KnownSolidsByAllThreeClassifiers)
@@ -52,7 +47,7 @@ TEST(EdgeClassification, KnownSolidsByAllThreeClassifiers)
       for (const EdgeWithFaces& s : SeamSolids::TwoFaceEdges(shape))
       {
         ++counts[Classify(s)[k]];
-        lengths[Classify(s)[k]] += Length(s.edge);
+        lengths[Classify(s)[k]] += GCPnts_AbscissaPoint::Length(BRepAdaptor_Curve(s.edge));
       }
       EXPECT_EQ(counts, (std::map<EdgeType, double>{{EdgeType::Concave, concave}, {EdgeType::Convex, convex}})) << k;
       EXPECT_NEAR(lengths[EdgeType::Concave], length, 1e-9);
@@ -65,20 +60,14 @@ TEST(EdgeClassification, KnownSolidsByAllThreeClassifiers)
 
 TEST(EdgeClassification, TangentFilletsFoldedBackAndOneSidedProbes)
 {
-  // Every edge of a filleted plate is convex; the planar classifier cannot judge curved faces.
-  const TopoDS_Shape plate = Solids::FilletedPlate(100, 60, 10, 5);
-  int tangent = 0;
-  for (const EdgeWithFaces& s : SeamSolids::TwoFaceEdges(plate))
+  // Every edge of a filleted plate is convex, tangent ones included; the planar classifier cannot
+  // judge curved faces.
+  for (const EdgeWithFaces& s : SeamSolids::TwoFaceEdges(Solids::FilletedPlate(100, 60, 10, 5)))
   {
     const bool planar = BRepAdaptor_Surface(s.face1).GetType() == GeomAbs_Plane &&
                         BRepAdaptor_Surface(s.face2).GetType() == GeomAbs_Plane;
     EXPECT_EQ(Classify(s), (std::array{EdgeType::Convex, planar ? EdgeType::Convex : EdgeType::Unknown, EdgeType::Convex}));
-    const auto [ok1, n1] = Utils::GetFaceNormalByEdge(s.edge, s.face1, 0.5);
-    const auto [ok2, n2] = Utils::GetFaceNormalByEdge(s.edge, s.face2, 0.5);
-    ASSERT_TRUE(ok1 && ok2);
-    tangent += n1.Angle(n2) < Utils::ParallelTol ? 1 : 0;
   }
-  EXPECT_EQ(tangent, 8) << "each of the four fillets meets two side faces tangentially";
 
   // A knife edge folds back (not within 0.01 rad of opposite: the cross product decides the
   // orientation); at a step the probe 1.1 into the 0.5 high face overshoots it.
@@ -156,7 +145,7 @@ TEST(EdgeClassification, StraightEdgeRelationsAndMerging)
     chain.Append(e);
   const auto [ok, merged] = Utils::GetMergedEdge(chain);
   ASSERT_TRUE(ok);
-  EXPECT_NEAR(Length(merged), 30.0, 1e-6);
+  EXPECT_NEAR(GCPnts_AbscissaPoint::Length(BRepAdaptor_Curve(merged)), 30.0, 1e-6);
   EXPECT_TRUE(BRepCheck_Analyzer(merged).IsValid());
   chain.Append(seg(31, 40));
   EXPECT_TRUE(Utils::GetMergedEdge(chain).second.IsNull());
