@@ -1,5 +1,4 @@
 #include "support/Solids.h"
-#include <cadtools/ModelUtils.h>
 #include <mesh/AIS_Mesh.h>
 #include <mesh/MeshProcessTools.h>
 #include <view/CADView.h>
@@ -33,44 +32,26 @@ TEST(MeshProcessTools, MeshesOfKnownSolidsAreClosedWithTheirAreaAndVolume)
 {
   gp_Trsf far;
   far.SetTranslation(gp_Vec(1234.5, -987.25, 2000.125));
-  const double r = 5.0, h = 12.0;
-  const double curvedArea = 2 * M_PI * r * (r + h);
-  // Area, volume, their relative tolerance, and the regions at a 30° crease limit (none of the
-  // fillet's creases reaches it: the band of sides and fillets is one region).
-  const struct
+  const double corners = 4 * 25 * (1 - M_PI / 4); // what four fillets of radius 5 take off a rectangle
+  // Area, volume, their relative tolerance, and the regions at a 30° crease limit (the band of
+  // sides and tangent fillets is one region).
+  for (const auto& [shape, area, volume, tol, regions] :
+       {std::tuple{Solids::Box(10, 20, 30), 2200.0, 6000.0, 1e-12, 6u},
+        {Solids::Moved(Solids::Box(10, 20, 30), far), 2200.0, 6000.0, 1e-9, 6u},
+        {Solids::Cylinder(5, 12), 2 * M_PI * 5 * 17, M_PI * 25 * 12, 0.01, 3u},
+        {Solids::Moved(Solids::FilletedPlate(100, 60, 10, 5), far), 2 * (6000 - corners) + 10 * (280 + 10 * M_PI),
+         10 * (6000 - corners), 0.01, 3u}})
   {
-    TopoDS_Shape shape;
-    double area, volume, tol;
-    std::size_t regions;
-  } cases[] = {{Solids::Box(10, 20, 30), 2200.0, 6000.0, 1e-12, 6},
-               {Solids::Moved(Solids::Box(10, 20, 30), far), 2200.0, 6000.0, 1e-9, 6},
-               {Solids::Cylinder(r, h), curvedArea, M_PI * r * r * h, 0.01, 3},
-               {Solids::Moved(Solids::FilletedPlate(100, 60, 10, 5), far), 0.0, 0.0, 0.0, 3}};
-  for (const auto& c : cases)
-  {
-    const auto mesh = MeshProcessTools::CreateWatertightMesh(c.shape, 0.01);
-    ASSERT_FALSE(mesh->IsEmpty());
+    const auto mesh = MeshProcessTools::CreateWatertightMesh(shape, 0.01);
     EXPECT_TRUE(MeshProcessTools::IsWatertight(*mesh)) << "far from the origin too";
-    EXPECT_EQ(MeshProcessTools::FaceRegions(*mesh, M_PI / 6).size(), c.regions);
-    if (c.area > 0.0)
-    {
-      EXPECT_NEAR(MeshProcessTools::Area(*mesh), c.area, c.tol * c.area);
-      EXPECT_NEAR(Volume(*mesh), c.volume, c.tol * c.volume) << "triangles face outward";
-    }
+    EXPECT_EQ(MeshProcessTools::FaceRegions(*mesh, M_PI / 6).size(), regions);
+    EXPECT_NEAR(MeshProcessTools::Area(*mesh), area, tol * area);
+    EXPECT_NEAR(Volume(*mesh), volume, tol * volume) << "triangles face outward";
   }
   // Welded corners: the eight box vertices, two triangles per face.
   const auto box = MeshProcessTools::CreateWatertightMesh(Solids::Box(10, 20, 30), 0.1);
   EXPECT_EQ(box->Vertices.size(), 8u);
   EXPECT_EQ(box->Triangles.size(), 12u);
-
-  // Seen from far above only the top face faces the viewer; from a corner, three faces.
-  const auto top =
-    MeshData::FromTriangulation(ModelUtils::FilterBackFace(box->ToTriangulation(), gp_Pnt(5, 10, 1000)), gp_Trsf());
-  EXPECT_EQ(top->Triangles.size(), 2u);
-  EXPECT_NEAR(MeshProcessTools::Area(*top), 200.0, 1e-9);
-  const auto corner = ModelUtils::FilterBackFace(box->ToTriangulation(), gp_Pnt(100, 100, 100));
-  EXPECT_NEAR(MeshProcessTools::Area(*MeshData::FromTriangulation(corner, gp_Trsf())), 1100.0, 1e-9);
-
   EXPECT_TRUE(MeshProcessTools::CreateWatertightMesh(TopoDS_Shape(), 0.1)->IsEmpty());
   EXPECT_TRUE(MeshProcessTools::CreateWatertightMesh(Solids::Box(1, 1, 1), 0.0)->IsEmpty());
   EXPECT_FALSE(MeshProcessTools::IsWatertight(*Triangle(0)));
@@ -143,6 +124,4 @@ TEST(AIS_Mesh, LayersJsonAndDisplay)
   CADView view;
   view.Display(object, false);
   EXPECT_TRUE(view.Context()->MainPrsMgr()->HasPresentation(object, 0)) << "the mesh is drawn as a real presentation";
-  view.Remove(object, false);
-  EXPECT_FALSE(view.IsDisplayed(object));
 }
