@@ -78,21 +78,16 @@ TEST(MeshData, JsonRoundTripAndMalformedForms)
   place.SetTranslation(gp_Vec(1, 2, 3));
   mesh->SetTrsf(place);
   const Json::Value json = mesh->ToJson();
-  const auto back = MeshData::FromJson(json);
-  ASSERT_TRUE(back);
-  EXPECT_EQ(back->ToJson(), json);
-
+  ASSERT_TRUE(MeshData::FromJson(json));
+  EXPECT_EQ(MeshData::FromJson(json)->ToJson(), json);
   Json::Value outOfRange(Json::arrayValue), fractional = json["Triangles"], shortVertices = json["Vertices"];
   for (int i = 0; i < 3; ++i)
     outOfRange.append(static_cast<int>(mesh->Vertices.size()));
   fractional[0] = 0.5;
   shortVertices.resize(shortVertices.size() - 1);
-  const std::pair<const char*, Json::Value> broken[] = {{"Triangles", outOfRange},
-                                                        {"Triangles", fractional},
-                                                        {"Vertices", shortVertices},
-                                                        {"Transform", Json::Value(Json::arrayValue)},
-                                                        {"Normals", Json::Value("none")}};
-  for (const auto& [key, value] : broken)
+  for (const auto& [key, value] : {std::pair<const char*, Json::Value>{"Triangles", outOfRange}, {"Triangles", fractional},
+                                   {"Vertices", shortVertices}, {"Transform", Json::Value(Json::arrayValue)},
+                                   {"Normals", Json::Value("none")}})
   {
     Json::Value copy = json;
     copy[key] = value;
