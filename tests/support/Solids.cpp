@@ -36,12 +36,9 @@ TopoDS_Shape Solids::LSolid(double leg, double thick, double depth)
 
 TopoDS_Shape Solids::TSolid(double width, double length, double thick, double height)
 {
-  const TopoDS_Shape base = Box(width, length, thick);
   gp_Trsf up;
   up.SetTranslation(gp_Vec(0.5 * (width - thick), 0, thick));
-  const TopoDS_Shape web = Moved(Box(thick, length, height), up);
-  BRepAlgoAPI_Fuse fuse(base, web);
-  fuse.Build();
+  BRepAlgoAPI_Fuse fuse(Box(width, length, thick), Moved(Box(thick, length, height), up));
   if (!fuse.IsDone())
     throw Standard_Failure("Solids::TSolid: fuse failed");
   fuse.SimplifyResult();
@@ -53,12 +50,8 @@ TopoDS_Shape Solids::FilletedPlate(double dx, double dy, double dz, double radiu
   const TopoDS_Shape plate = Box(dx, dy, dz);
   BRepFilletAPI_MakeFillet fillet(plate);
   for (TopExp_Explorer it(plate, TopAbs_EDGE); it.More(); it.Next())
-  {
-    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
-    const BRepAdaptor_Curve curve(edge);
-    if (std::abs(curve.DN(curve.FirstParameter(), 1).Normalized().Z()) > 0.5)
-      fillet.Add(radius, edge);
-  }
+    if (std::abs(BRepAdaptor_Curve(TopoDS::Edge(it.Current())).Line().Direction().Z()) > 0.5)
+      fillet.Add(radius, TopoDS::Edge(it.Current()));
   fillet.Build();
   if (!fillet.IsDone())
     throw Standard_Failure("Solids::FilletedPlate: fillet failed");

