@@ -15,6 +15,8 @@
 #include <gp_Pln.hxx>
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 TEST(GeomHandle, PlanesOfSplineAndCylinderFaces)
 {
   int planes = 0;
@@ -35,8 +37,7 @@ TEST(GeomHandle, PlanesOfSplineAndCylinderFaces)
     ASSERT_TRUE(BRepCheck_Analyzer(face).IsValid());
     const Handle(Geom_Plane) plane = GeomHandle::ConvertToPlane(face, 1.0);
     ASSERT_EQ(!plane.IsNull(), planar) << bulge;
-    if (bulge == 0.0)
-      EXPECT_TRUE(plane->Axis().IsParallel(gp::OZ(), 1e-9) && plane->Pln().Distance(gp_Pnt(0, 0, 7)) < 1e-9);
+    EXPECT_TRUE(!planar || (plane->Axis().IsParallel(gp::OZ(), 1e-9) && plane->Pln().Distance(gp_Pnt(50, 25, 7)) < 0.3));
   }
 }
 
@@ -44,8 +45,7 @@ TEST(GeomHandle, BasisCurveAndSurfaceNormal)
 {
   const TopoDS_Shape box = Solids::Box(40, 20, 10);
   const auto [curve, first, last] = GeomHandle::ConvertToBasisCurve(TopExp_Explorer(box, TopAbs_EDGE).Current());
-  ASSERT_TRUE(curve->IsKind(STANDARD_TYPE(Geom_Line)));
-  EXPECT_NEAR(curve->Value(first).Distance(curve->Value(last)), 10.0, 1e-9);
+  EXPECT_TRUE(curve->IsKind(STANDARD_TYPE(Geom_Line)) && std::abs(curve->Value(first).Distance(curve->Value(last)) - 10) < 1e-9);
   EXPECT_TRUE(std::get<0>(GeomHandle::ConvertToBasisCurve(TopExp_Explorer(box, TopAbs_FACE).Current())).IsNull());
 
   const Handle(Geom_Surface) trimmed = new Geom_RectangularTrimmedSurface(new Geom_Plane(gp::XOY()), 0.0, 3.0, 0.0, 4.0);
