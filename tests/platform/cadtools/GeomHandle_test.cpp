@@ -24,7 +24,6 @@ TEST(GeomHandle, PlanesOfSplineAndCylinderFaces)
     planes += GeomHandle::ConvertToPlane(it.Current(), 1.0).IsNull() ? 0 : 1;
   EXPECT_EQ(planes, 2) << "the cylinder's ends, not its side";
   EXPECT_TRUE(GeomHandle::ConvertToPlane(TopoDS_Shape(), 1.0).IsNull());
-
   // A bicubic B-spline face over 100 × 50 at z = 7 whose inner poles rise by `bulge`: flat within 1.
   for (const auto& [bulge, planar] : {std::pair{0.0, true}, {0.3, true}, {5.0, false}})
   {
@@ -47,7 +46,6 @@ TEST(GeomHandle, BasisCurveAndSurfaceNormal)
   const auto [curve, first, last] = GeomHandle::ConvertToBasisCurve(TopExp_Explorer(box, TopAbs_EDGE).Current());
   EXPECT_TRUE(curve->IsKind(STANDARD_TYPE(Geom_Line)) && std::abs(curve->Value(first).Distance(curve->Value(last)) - 10) < 1e-9);
   EXPECT_TRUE(std::get<0>(GeomHandle::ConvertToBasisCurve(TopExp_Explorer(box, TopAbs_FACE).Current())).IsNull());
-
   const Handle(Geom_Surface) trimmed = new Geom_RectangularTrimmedSurface(new Geom_Plane(gp::XOY()), 0.0, 3.0, 0.0, 4.0);
   EXPECT_TRUE(GeomHandle::GetFaceNormalAtUVParam(trimmed, 1.0, 1.0, false).IsEqual(gp_Vec(0, 0, 1), 1e-12, 1e-12));
   EXPECT_TRUE(GeomHandle::GetFaceNormalAtUVParam(trimmed, 1.0, 1.0, true).IsEqual(gp_Vec(0, 0, -1), 1e-12, 1e-12));

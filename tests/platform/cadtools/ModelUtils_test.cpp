@@ -24,7 +24,6 @@ TEST(ModelUtils, ConvexFacesAndFacesTowardTheViewer)
   }
   EXPECT_FALSE(ModelUtils::IsConvexFace(TopoDS::Face(TopExp_Explorer(Solids::Box(1, 1, 1), TopAbs_FACE).Current()),
                                         Handle(Poly_Triangulation)(), gp_Trsf()));
-
   const Handle(Poly_Triangulation) box = MeshProcessTools::CreateWatertightMesh(Solids::Box(40, 20, 10), 0.5)->ToTriangulation();
   const Handle(Poly_Triangulation) top = ModelUtils::FilterBackFace(box, gp_Pnt(20, 10, 1000));
   ASSERT_EQ(top->NbTriangles(), 2);

@@ -114,7 +114,6 @@ TEST(ShapeHandle, BRepTextRoundTripsLikeTheKernelsAndRejectsCutOrForeignText)
     EXPECT_EQ(again.str(), ours.str());
   }
   EXPECT_FALSE(box.TShape()->Checked());
-
   std::ostringstream out;
   ShapeHandle::WriteBRep(fillet, out);
   const std::string text = out.str();

@@ -30,7 +30,6 @@ TEST(gpHandle, FrameHelpers)
   b.SetTranslation(gp_Vec(1, 2, 3 + 0.9e-7));
   c.SetTranslation(gp_Vec(1, 2, 3 + 1.1e-7));
   EXPECT_TRUE(gpHandle::IsSameTrsf(a, b, 1e-7) && !gpHandle::IsSameTrsf(a, c, 1e-7));
-
   // Each face of a box: a frame at its centre whose Z is the outward normal; reversed, it looks inward.
   for (TopExp_Explorer it(Solids::Box(40, 20, 10), TopAbs_FACE); it.More(); it.Next())
   {
@@ -44,7 +43,6 @@ TEST(gpHandle, FrameHelpers)
   }
   const gp_Trsf place = gpHandle::Ax2ToTrsf(gp_Ax2(gp_Pnt(10, 20, 30), gp::DX(), gp::DY()));
   EXPECT_TRUE(gp_Pnt(1, 0, 2).Transformed(place).IsEqual(gp_Pnt(12, 21, 30), 1e-12)) << "the standard frame placed";
-
   // About a vertical axis, bringing one direction onto another whatever their vertical parts.
   const gp_Ax1 vertical(gp_Pnt(100, 0, 0), gp::DZ());
   const gp_Trsf r = gpHandle::RotateToDirTrsf(gp_Dir(1, 0, 0.5), gp_Dir(0, 1, -2), vertical);

@@ -106,7 +106,6 @@ TEST(AIS_Mesh, LayersJsonAndDisplay)
   EXPECT_EQ(object->GetLayers().size(), 2u);
   EXPECT_EQ(object->NbTriangles(), 3);
   EXPECT_EQ(object->GetEntireMesh()->Vertices.size(), 9u);
-
   Handle(mesh::AIS_Mesh) copy = new mesh::AIS_Mesh();
   ASSERT_TRUE(copy->FromJson(object->ToJson()));
   EXPECT_EQ(copy->ToJson(), object->ToJson());
@@ -115,7 +114,6 @@ TEST(AIS_Mesh, LayersJsonAndDisplay)
   bad["Layers"][0]["Mesh"]["Triangles"][0] = 99;
   EXPECT_FALSE(copy->FromJson(bad));
   EXPECT_EQ(copy->NbTriangles(), 3) << "a failed read leaves the layers alone";
-
   CADView view;
   view.Display(object, false);
   EXPECT_TRUE(view.Context()->MainPrsMgr()->HasPresentation(object, 0)) << "the mesh is drawn as a real presentation";

@@ -16,7 +16,6 @@
 namespace
 {
 using Utils = AutoWeldSeamAlgUtils;
-
 // Returns the answers of the probe, planar and orientation classifiers for one seam.
 std::array<EdgeType, 3> Classify(const EdgeWithFaces& s)
 {
@@ -69,7 +68,6 @@ TEST(EdgeClassification, TangentFilletsFoldedBackOneSidedProbesAndNormals)
                         BRepAdaptor_Surface(s.face2).GetType() == GeomAbs_Plane;
     EXPECT_EQ(Classify(s), (std::array{EdgeType::Convex, planar ? EdgeType::Convex : EdgeType::Unknown, EdgeType::Convex}));
   }
-
   // A knife edge folds back (not within 0.01 rad of opposite: the cross product decides the
   // orientation); at a step the probe 1.1 into the 0.5 high face overshoots it.
   EXPECT_EQ(Classify(SeamAt(SeamSolids::ThinWedge(), gp_Pnt(0, 0, 10))),
@@ -77,7 +75,6 @@ TEST(EdgeClassification, TangentFilletsFoldedBackOneSidedProbesAndNormals)
   const EdgeWithFaces step = SeamAt(SeamSolids::StepSolid(), gp_Pnt(10, 5, 15));
   EXPECT_EQ(Classify(step), (std::array{EdgeType::Unknown, EdgeType::Unknown, EdgeType::Concave}));
   EXPECT_EQ(Classify({step.edge, TopoDS_Face(), TopoDS_Face()}), (std::array{EdgeType::Unknown, EdgeType::Unknown, EdgeType::Unknown}));
-
   const TopoDS_Shape cylinder = Solids::Cylinder(10, 20);
   const TopoDS_Face side = SeamSolids::FaceNear(cylinder, gp_Pnt(10, 0, 10));
   const TopoDS_Edge rim = SeamSolids::EdgeNear(cylinder, gp_Pnt(-10, 0, 20));
@@ -102,12 +99,10 @@ TEST(EdgeClassification, PointAndEdgeContainmentOnAndBesideTheLimits)
   const TopoDS_Face top = SeamSolids::FaceNear(box, gp_Pnt(5, 5, 10));
   EXPECT_NEAR(Utils::DistOfPntToFace(gp_Pnt(13, 14, 10), top), 5.0, 1e-9) << "beyond the corner";
   EXPECT_DOUBLE_EQ(Utils::DistOfPntToFace(gp_Pnt(1, 1, 1), TopoDS_Face()), Utils::FailDistance);
-
   // Strictly closer than tol is on the face: below it, beside its boundary.
   for (const auto& [point, tol, on] : {std::tuple{gp_Pnt(5, 5, -0.5), 0.5, false}, {gp_Pnt(5, 5, -0.5), 0.5 + 1e-9, true},
                                        {gp_Pnt(10.05, 5, 0), 0.04, false}, {gp_Pnt(10.05, 5, 0), 0.06, true}})
     EXPECT_EQ(Utils::IsVertexOnFace(point, bottom, tol), on) << point.X() << " " << tol;
-
   // Within tol, inclusive, is in the list.
   NCollection_Sequence<gp_Pnt> points;
   points.Append(gp_Pnt(0, 0, 0));
@@ -118,7 +113,6 @@ TEST(EdgeClassification, PointAndEdgeContainmentOnAndBesideTheLimits)
   // Trivial when the middle lies closer than tol to the start.
   EXPECT_TRUE(Utils::IsEdgeTrivial(SeamSolids::Segment(gp::Origin(), gp_Pnt(0.19, 0, 0)), 0.1) &&
               !Utils::IsEdgeTrivial(SeamSolids::Segment(gp::Origin(), gp_Pnt(0.2, 0, 0)), 0.1));
-
   EXPECT_FALSE(Utils::IsAncestor(top.Reversed(), box, true) || Utils::IsAncestor(top, Solids::Box(10, 10, 10), false));
 }
 
@@ -131,7 +125,6 @@ TEST(EdgeClassification, StraightEdgeRelationsAndMerging)
     EXPECT_EQ(Utils::IsPartEdge(seg(0, 10), seg(a, b), 0.01, 0.01), part) << a << " " << b;
   EXPECT_FALSE(Utils::IsPartEdge(seg(0, 10), SeamSolids::Segment(gp::Origin(), gp_Pnt(0, 4, 0)), 0.01, 0.01));
   EXPECT_TRUE(Utils::IsTwoEdgeEqual(seg(0, 10), seg(10, 0), 0.01, 0.01));
-
   // Out of chain order, the middle piece reversed; a gap or nothing cannot be merged.
   NCollection_Sequence<TopoDS_Edge> chain;
   EXPECT_FALSE(Utils::GetMergedEdge(chain).first);

@@ -1,15 +1,14 @@
 #include "support/SeamSolids.h"
 #include "support/Solids.h"
+#include <cadtools/ShapeHandle.h>
 #include <entity/FaceUtils.h>
 
 #include <BRepCheck_Analyzer.hxx>
 #include <BRep_Tool.hxx>
 #include <Geom_Plane.hxx>
 #include <Standard_TypeMismatch.hxx>
-#include <TopExp.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
-#include <TopoDS_Vertex.hxx>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -24,11 +23,10 @@ NCollection_Sequence<TopoDS_Face> Faces(std::initializer_list<TopoDS_Face> faces
   return sequence;
 }
 
-// Returns whether the straight edge runs from a to b, in either sense, within 1e-6.
+// Returns whether the edge runs straight from a to b, in either sense, within 1e-6.
 bool Joins(const TopoDS_Edge& edge, const gp_Pnt& a, const gp_Pnt& b)
 {
-  const gp_Pnt p = BRep_Tool::Pnt(TopExp::FirstVertex(edge)), q = BRep_Tool::Pnt(TopExp::LastVertex(edge));
-  return (p.Distance(a) < 1e-6 && q.Distance(b) < 1e-6) || (p.Distance(b) < 1e-6 && q.Distance(a) < 1e-6);
+  return ShapeHandle::IsTwoEdgeEqual(edge, SeamSolids::Segment(a, b), 1e-6, 1e-6);
 }
 
 const TopoDS_Shape Box = Solids::Box(10, 20, 30);
@@ -49,20 +47,17 @@ TEST(FaceUtils, OrientedPlanesFramesAndProjections)
   const NCollection_Sequence<gp_Ax2> frames = FaceUtils::GetFaceAx2List(Faces({Top, Bottom, TopoDS_Face()}));
   ASSERT_EQ(frames.Length(), 2) << "a face without a normal is skipped";
   EXPECT_TRUE(frames(1).Location().IsEqual(gp_Pnt(5, 10, 30), 1e-9) && frames(2).Direction().IsEqual(-gp::DZ(), 1e-12));
-
   // Nearest points on the untrimmed surfaces (beyond the bottom face's edge), outward normals.
   const auto [near, q, normal] = FaceUtils::CalcNearestProjPntOnFace(gp_Pnt(50, 5, -3), Bottom);
   EXPECT_TRUE(near && q.IsEqual(gp_Pnt(50, 5, 0), 1e-9) && normal.Angle(gp_Vec(0, 0, -1)) < 1e-12);
   const auto [cylOk, onCylinder, radial] = FaceUtils::CalcNearestProjPntOnFace(gp_Pnt(20, 0, 3), CylinderSide);
   EXPECT_TRUE(cylOk && onCylinder.IsEqual(gp_Pnt(5, 0, 3), 1e-7) && radial.Angle(gp_Vec(1, 0, 0)) < 1e-7);
-
   // Along a direction, not the normal; refused 0.5° off the plane with a 1° tolerance, not with 0.4°.
   const gp_Pln plane(gp_Pnt(0, 0, 2), gp::DZ());
   EXPECT_TRUE(FaceUtils::ProjectPntOnPln(plane, gp_Dir(1, 0, -1), gp_Pnt(0, 0, 7), 1.0).second.IsEqual(gp_Pnt(5, 0, 2), 1e-12));
   const gp_Dir grazing(std::cos(0.5 * M_PI / 180), 0, std::sin(0.5 * M_PI / 180));
   EXPECT_FALSE(FaceUtils::ProjectPntOnPln(plane, grazing, gp_Pnt(0, 0, 7), 1.0).first);
   EXPECT_TRUE(FaceUtils::ProjectPntOnPln(plane, grazing, gp_Pnt(0, 0, 7), 0.4).first);
-
   // Signed parameters along a line, snapped to 0 within 0.001 of its origin.
   const gp_Lin line(gp_Pnt(1, 1, 1), gp::DX());
   for (const auto& [point, parameter] : {std::pair{gp_Pnt(1.0005, 7, 1), 0.0}, {gp_Pnt(0.9995, 7, 1), 0.0},
@@ -82,7 +77,6 @@ TEST(FaceUtils, PlaneLineAndPointIntersections)
   const double a = 89.5 * M_PI / 180;
   EXPECT_FALSE(FaceUtils::InterfPntOfLinAndPln(xy, gp_Lin(gp_Pnt(0, 0, 10), gp_Dir(std::sin(a), 0, std::cos(a))), 0.01).first);
   EXPECT_LT(FaceUtils::InterfPntOfLinAndPln(xy, gp_Lin(gp_Pnt(0, 0, 10), gp_Dir(1, 0, -1)), 0.01).second.Distance(gp_Pnt(10, 0, 0)), 1e-9);
-
   // The box corner by the planes alone and by the faces, which must contain it.
   const auto [corner, p] = FaceUtils::InterfPntOfThreePlnFace(Faces({Top, Front, Left}));
   const auto [found, q] = FaceUtils::InterfPntOfThreeFace(Faces({Top, Front, Left}), gp_Pnt(100, 100, 100));
@@ -132,7 +126,6 @@ TEST(FaceUtils, FaceComparisonAndDisplay)
     << "a copy made separately is equal edge for edge";
   EXPECT_FALSE(FaceUtils::IsTwoFaceEqual(leftTop, rightTop, 0.1)) << "parallel but bounded by other edges";
   EXPECT_FALSE(FaceUtils::IsTwoFaceEqual(leftTop, TopoDS::Face(leftTop.Reversed()), 0.1));
-
   // Up-facing: the other strip of the base's top and the web's top.
   NCollection_IndexedMap<TopoDS_Shape, TopTools_ShapeMapHasher> faces;
   for (TopExp_Explorer it(t, TopAbs_FACE); it.More(); it.Next())
@@ -142,7 +135,6 @@ TEST(FaceUtils, FaceComparisonAndDisplay)
   EXPECT_FALSE(upward(1).IsSame(leftTop) || upward(2).IsSame(leftTop));
   faces.Add(SeamSolids::EdgeNear(t, gp_Pnt(0, 30, 0)));
   EXPECT_THROW(FaceUtils::FindSameNormalFaceFromIndexedMap(faces, rightTop, 0.01), Standard_TypeMismatch);
-
   // Planar faces are shown lifted 0.01 off their outward side, so as not to fight with the solid.
   const Quantity_Color orange = FaceUtils::GetColor(0xAAFF8000);
   EXPECT_TRUE(orange.IsEqual(Quantity_Color(1.0, 128.0 / 255.0, 0.0, Quantity_TOC_RGB)));
