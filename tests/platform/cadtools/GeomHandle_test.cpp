@@ -7,8 +7,6 @@
 #include <GeomConvert.hxx>
 #include <Geom_BSplineSurface.hxx>
 #include <Geom_BezierSurface.hxx>
-#include <Geom_Line.hxx>
-#include <Geom_RectangularTrimmedSurface.hxx>
 #include <TColgp_Array2OfPnt.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS_Face.hxx>
@@ -38,15 +36,4 @@ TEST(GeomHandle, PlanesOfSplineAndCylinderFaces)
     ASSERT_EQ(!plane.IsNull(), planar) << bulge;
     EXPECT_TRUE(!planar || (plane->Axis().IsParallel(gp::OZ(), 1e-9) && plane->Pln().Distance(gp_Pnt(50, 25, 7)) < 0.3));
   }
-}
-
-TEST(GeomHandle, BasisCurveAndSurfaceNormal)
-{
-  const TopoDS_Shape box = Solids::Box(40, 20, 10);
-  const auto [curve, first, last] = GeomHandle::ConvertToBasisCurve(TopExp_Explorer(box, TopAbs_EDGE).Current());
-  EXPECT_TRUE(curve->IsKind(STANDARD_TYPE(Geom_Line)) && std::abs(curve->Value(first).Distance(curve->Value(last)) - 10) < 1e-9);
-  EXPECT_TRUE(std::get<0>(GeomHandle::ConvertToBasisCurve(TopExp_Explorer(box, TopAbs_FACE).Current())).IsNull());
-  const Handle(Geom_Surface) trimmed = new Geom_RectangularTrimmedSurface(new Geom_Plane(gp::XOY()), 0.0, 3.0, 0.0, 4.0);
-  EXPECT_TRUE(GeomHandle::GetFaceNormalAtUVParam(trimmed, 1.0, 1.0, false).IsEqual(gp_Vec(0, 0, 1), 1e-12, 1e-12));
-  EXPECT_TRUE(GeomHandle::GetFaceNormalAtUVParam(trimmed, 1.0, 1.0, true).IsEqual(gp_Vec(0, 0, -1), 1e-12, 1e-12));
 }

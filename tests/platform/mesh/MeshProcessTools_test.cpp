@@ -80,9 +80,8 @@ TEST(MeshData, JsonRoundTripAndMalformedForms)
   const Json::Value json = mesh->ToJson();
   ASSERT_TRUE(MeshData::FromJson(json));
   EXPECT_EQ(MeshData::FromJson(json)->ToJson(), json);
-  Json::Value outOfRange(Json::arrayValue), fractional = json["Triangles"], shortVertices = json["Vertices"];
-  for (int i = 0; i < 3; ++i)
-    outOfRange.append(static_cast<int>(mesh->Vertices.size()));
+  Json::Value outOfRange = json["Triangles"], fractional = json["Triangles"], shortVertices = json["Vertices"];
+  outOfRange[0] = static_cast<int>(mesh->Vertices.size());
   fractional[0] = 0.5;
   shortVertices.resize(shortVertices.size() - 1);
   for (const auto& [key, value] : {std::pair<const char*, Json::Value>{"Triangles", outOfRange}, {"Triangles", fractional},

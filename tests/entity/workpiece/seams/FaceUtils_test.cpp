@@ -42,8 +42,7 @@ TEST(FaceUtils, OrientedPlanesFramesAndProjections)
   ASSERT_EQ(Bottom.Orientation(), TopAbs_REVERSED);
   EXPECT_TRUE(FaceUtils::GetGeomPlanePtr(Bottom)->Axis().Direction().IsEqual(-gp::DZ(), 1e-12));
   EXPECT_TRUE(Handle(Geom_Plane)::DownCast(BRep_Tool::Surface(Bottom))->Axis().Direction().IsEqual(gp::DZ(), 1e-12));
-  EXPECT_FALSE(FaceUtils::IsMeshPlane(Top)) << "analytic faces are not judged as meshes";
-  EXPECT_FALSE(FaceUtils::IsPlane(CylinderSide));
+  EXPECT_FALSE(FaceUtils::IsMeshPlane(Top) || FaceUtils::IsPlane(CylinderSide)) << "analytic faces are not meshes";
   const NCollection_Sequence<gp_Ax2> frames = FaceUtils::GetFaceAx2List(Faces({Top, Bottom, TopoDS_Face()}));
   ASSERT_EQ(frames.Length(), 2) << "a face without a normal is skipped";
   EXPECT_TRUE(frames(1).Location().IsEqual(gp_Pnt(5, 10, 30), 1e-9) && frames(2).Direction().IsEqual(-gp::DZ(), 1e-12));
