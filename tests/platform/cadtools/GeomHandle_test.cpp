@@ -13,8 +13,6 @@
 #include <gp_Pln.hxx>
 #include <gtest/gtest.h>
 
-#include <cmath>
-
 TEST(GeomHandle, PlanesOfSplineAndCylinderFaces)
 {
   int planes = 0;

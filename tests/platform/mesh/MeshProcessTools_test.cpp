@@ -33,8 +33,7 @@ TEST(MeshProcessTools, MeshesOfKnownSolidsAreClosedWithTheirAreaAndVolume)
   gp_Trsf far;
   far.SetTranslation(gp_Vec(1234.5, -987.25, 2000.125));
   const double corners = 4 * 25 * (1 - M_PI / 4); // what four fillets of radius 5 take off a rectangle
-  // Area, volume, their relative tolerance, and the regions at a 30° crease limit (the band of
-  // sides and tangent fillets is one region).
+  // Area, volume, their relative tolerance, regions at a 30° crease (sides and fillets make one).
   for (const auto& [shape, area, volume, tol, regions] :
        {std::tuple{Solids::Box(10, 20, 30), 2200.0, 6000.0, 1e-12, 6u},
         {Solids::Moved(Solids::Box(10, 20, 30), far), 2200.0, 6000.0, 1e-9, 6u},
@@ -50,12 +49,10 @@ TEST(MeshProcessTools, MeshesOfKnownSolidsAreClosedWithTheirAreaAndVolume)
   }
   // Welded corners: the eight box vertices, two triangles per face.
   const auto box = MeshProcessTools::CreateWatertightMesh(Solids::Box(10, 20, 30), 0.1);
-  EXPECT_EQ(box->Vertices.size(), 8u);
-  EXPECT_EQ(box->Triangles.size(), 12u);
-  EXPECT_TRUE(MeshProcessTools::CreateWatertightMesh(TopoDS_Shape(), 0.1)->IsEmpty());
-  EXPECT_TRUE(MeshProcessTools::CreateWatertightMesh(Solids::Box(1, 1, 1), 0.0)->IsEmpty());
-  EXPECT_FALSE(MeshProcessTools::IsWatertight(*Triangle(0)));
-  EXPECT_FALSE(MeshProcessTools::IsWatertight(MeshData()));
+  EXPECT_TRUE(box->Vertices.size() == 8u && box->Triangles.size() == 12u);
+  EXPECT_TRUE(MeshProcessTools::CreateWatertightMesh(TopoDS_Shape(), 0.1)->IsEmpty() &&
+              MeshProcessTools::CreateWatertightMesh(Solids::Box(1, 1, 1), 0.0)->IsEmpty());
+  EXPECT_FALSE(MeshProcessTools::IsWatertight(*Triangle(0)) || MeshProcessTools::IsWatertight(MeshData()));
   EXPECT_TRUE(MeshData().ToTriangulation().IsNull());
 }
 
@@ -102,8 +99,7 @@ TEST(AIS_Mesh, LayersJsonAndDisplay)
   object->AddMesh(Triangle(1), 0);
   object->AddMesh(Triangle(2), 5);
   object->AddMesh(std::make_shared<MeshData>(), 7);
-  EXPECT_EQ(object->GetLayers().size(), 2u);
-  EXPECT_EQ(object->NbTriangles(), 3);
+  EXPECT_TRUE(object->GetLayers().size() == 2u && object->NbTriangles() == 3) << "an empty mesh adds no layer";
   EXPECT_EQ(object->GetEntireMesh()->Vertices.size(), 9u);
   Handle(mesh::AIS_Mesh) copy = new mesh::AIS_Mesh();
   ASSERT_TRUE(copy->FromJson(object->ToJson()));

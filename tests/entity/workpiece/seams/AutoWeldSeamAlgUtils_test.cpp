@@ -60,16 +60,15 @@ TEST(EdgeClassification, KnownSolidsByAllThreeClassifiers)
 
 TEST(EdgeClassification, TangentFilletsFoldedBackOneSidedProbesAndNormals)
 {
-  // Every edge of a filleted plate is convex, tangent ones included; the planar classifier cannot
-  // judge curved faces.
+  // Every edge of a filleted plate is convex, tangent ones too; the planar classifier skips curved faces.
   for (const EdgeWithFaces& s : SeamSolids::TwoFaceEdges(Solids::FilletedPlate(100, 60, 10, 5)))
   {
     const bool planar = BRepAdaptor_Surface(s.face1).GetType() == GeomAbs_Plane &&
                         BRepAdaptor_Surface(s.face2).GetType() == GeomAbs_Plane;
     EXPECT_EQ(Classify(s), (std::array{EdgeType::Convex, planar ? EdgeType::Convex : EdgeType::Unknown, EdgeType::Convex}));
   }
-  // A knife edge folds back (not within 0.01 rad of opposite: the cross product decides the
-  // orientation); at a step the probe 1.1 into the 0.5 high face overshoots it.
+  // A knife edge folds back (the cross product decides the orientation); at a step the probe 1.1
+  // into the 0.5 high face overshoots it; no faces, no normals.
   EXPECT_EQ(Classify(SeamAt(SeamSolids::ThinWedge(), gp_Pnt(0, 0, 10))),
             (std::array{EdgeType::Unknown, EdgeType::Unknown, EdgeType::Convex}));
   const EdgeWithFaces step = SeamAt(SeamSolids::StepSolid(), gp_Pnt(10, 5, 15));
