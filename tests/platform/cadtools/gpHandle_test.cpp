@@ -25,11 +25,8 @@ TEST(gpHandle, OrientedBoxSidesOfTurnedBoxesShortestFirst)
 
 TEST(gpHandle, FrameHelpers)
 {
-  gp_Trsf a, b, c;
-  a.SetTranslation(gp_Vec(1, 2, 3));
-  b.SetTranslation(gp_Vec(1, 2, 3 + 0.9e-7));
-  c.SetTranslation(gp_Vec(1, 2, 3 + 1.1e-7));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(a, b, 1e-7) && !gpHandle::IsSameTrsf(a, c, 1e-7));
+  const auto up = [](double z) { gp_Trsf t; t.SetTranslation(gp_Vec(1, 2, z)); return t; };
+  EXPECT_TRUE(gpHandle::IsSameTrsf(up(3), up(3 + 0.9e-7), 1e-7) && !gpHandle::IsSameTrsf(up(3), up(3 + 1.1e-7), 1e-7));
   // Each face of a box: a frame at its centre whose Z is the outward normal; reversed, it looks inward.
   for (TopExp_Explorer it(Solids::Box(40, 20, 10), TopAbs_FACE); it.More(); it.Next())
   {

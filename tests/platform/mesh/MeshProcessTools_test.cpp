@@ -1,4 +1,5 @@
 #include "support/Solids.h"
+#include <cadtools/gpHandle.h>
 #include <mesh/AIS_Mesh.h>
 #include <mesh/MeshProcessTools.h>
 #include <view/CADView.h>
@@ -71,9 +72,7 @@ TEST(MeshProcessTools, WeldingMergesWithinToleranceOnly)
 TEST(MeshData, JsonRoundTripAndMalformedForms)
 {
   auto mesh = MeshProcessTools::CreateWatertightMesh(Solids::Cylinder(2, 3), 0.05);
-  gp_Trsf place;
-  place.SetTranslation(gp_Vec(1, 2, 3));
-  mesh->SetTrsf(place);
+  mesh->SetTrsf(gpHandle::Ax2ToTrsf(gp_Ax2(gp_Pnt(1, 2, 3), gp::DX())));
   const Json::Value json = mesh->ToJson();
   ASSERT_TRUE(MeshData::FromJson(json));
   EXPECT_EQ(MeshData::FromJson(json)->ToJson(), json);

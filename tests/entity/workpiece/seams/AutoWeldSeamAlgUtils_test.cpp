@@ -85,8 +85,8 @@ TEST(EdgeClassification, TangentFilletsFoldedBackOneSidedProbesAndNormals)
     const gp_Pnt p = curve.Value(curve.FirstParameter() + (curve.LastParameter() - curve.FirstParameter()) * clamped);
     EXPECT_TRUE(ok && std::abs(normal.Magnitude() - 1) < 1e-12 && normal.Angle(gp_Vec(p.X(), p.Y(), 0.0)) < 1e-6) << t;
   }
-  const TopoDS_Face top = TopoDS::Face(SeamSolids::FaceNear(cylinder, gp_Pnt(0, 0, 20)).Reversed());
-  EXPECT_LT(Utils::GetFaceNormalByEdge(rim, top, 0.3).second.Angle(gp_Vec(0, 0, -1)), 1e-12);
+  const TopoDS_Face reversedTop = TopoDS::Face(SeamSolids::FaceNear(cylinder, gp_Pnt(0, 0, 20)).Reversed());
+  EXPECT_LT(Utils::GetFaceNormalByEdge(rim, reversedTop, 0.3).second.Angle(gp_Vec(0, 0, -1)), 1e-12);
   const auto [failed, zero] = Utils::GetFaceNormalByEdge(rim, TopoDS_Face(), 0.3);
   EXPECT_TRUE(!failed && zero.Magnitude() == 0.0);
 }
