@@ -63,8 +63,8 @@ TEST(ShapeHandle, EdgeEquality)
   // Same ends and length, different path: the upper and the lower half circle.
   const Handle(Geom_Circle) circle = GC_MakeCircle(gp_Ax2(), 5.0).Value();
   const TopoDS_Edge upper = BRepBuilderAPI_MakeEdge(circle, 0.0, M_PI).Edge();
-  EXPECT_FALSE(ShapeHandle::IsTwoEdgeEqual(upper, BRepBuilderAPI_MakeEdge(circle, M_PI, 2.0 * M_PI).Edge(), 1.0, 0.1));
-  EXPECT_TRUE(ShapeHandle::IsTwoEdgeEqual(upper, BRepBuilderAPI_MakeEdge(circle, 0.0, M_PI).Edge(), 1e-6, 0.1));
+  EXPECT_TRUE(!ShapeHandle::IsTwoEdgeEqual(upper, BRepBuilderAPI_MakeEdge(circle, M_PI, 2.0 * M_PI).Edge(), 1.0, 0.1) &&
+              ShapeHandle::IsTwoEdgeEqual(upper, BRepBuilderAPI_MakeEdge(circle, 0.0, M_PI).Edge(), 1e-6, 0.1));
 }
 
 TEST(ShapeHandle, ShapesOfADisplayTreeArePlaced)
