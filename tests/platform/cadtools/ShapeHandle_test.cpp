@@ -78,8 +78,7 @@ TEST(ShapeHandle, ShapesOfADisplayTreeArePlaced)
   child->SetLocalTransformation(mirror);
   root->AddChild(child);
   const auto all = ShapeHandle::GetShapes(root, true);
-  ASSERT_EQ(all.size(), 2u);
-  EXPECT_EQ(ShapeHandle::GetShapes(root, false).size(), 1u);
+  ASSERT_TRUE(all.size() == 2u && ShapeHandle::GetShapes(root, false).size() == 1u);
   EXPECT_TRUE(gp_Pnt(ShapeHandle::GetTopoShapeBndOBB(all[1], 0.0).Center()).IsEqual(gp_Pnt(9.5, 0.5, 100.5), 1e-6));
   EXPECT_TRUE(ShapeHandle::GetShapes(Handle(AIS_InteractiveObject)(), true).empty());
 }

@@ -30,8 +30,7 @@ TEST(gpHandle, FrameHelpers)
   // Each face of a box: a frame at its centre whose Z is the outward normal; reversed, it looks inward.
   for (TopExp_Explorer it(Solids::Box(40, 20, 10), TopAbs_FACE); it.More(); it.Next())
   {
-    const TopoDS_Face face = TopoDS::Face(it.Current());
-    const gp_Trsf frame = gpHandle::CalculateFaceNormalTrsf(face);
+    const gp_Trsf frame = gpHandle::CalculateFaceNormalTrsf(TopoDS::Face(it.Current()));
     const gp_Pnt centre = gp::Origin().Transformed(frame);
     EXPECT_LT(gp_Vec(centre, gp_Pnt(20, 10, 5)).Dot(gp_Vec(gp::DZ().Transformed(frame))), -4.9);
     const gp_Trsf inward = gpHandle::ReverseTrsfDirection(frame);
