@@ -38,8 +38,7 @@ TEST(ShapeHandle, MeasuresAndNormalsOfKnownSolids)
       const auto [ok, normal] = ShapeHandle::GetNormal(face);
       double u1 = 0, u2 = 0, v1 = 0, v2 = 0;
       BRepTools::UVBounds(face, u1, u2, v1, v2);
-      ASSERT_TRUE(ok);
-      EXPECT_GT(gp_Vec(centre, BRepAdaptor_Surface(face).Value((u1 + u2) / 2, (v1 + v2) / 2)).Dot(gp_Vec(normal)), 1.0);
+      EXPECT_TRUE(ok && gp_Vec(centre, BRepAdaptor_Surface(face).Value((u1 + u2) / 2, (v1 + v2) / 2)).Dot(gp_Vec(normal)) > 1);
     }
   }
   // Faces measure their area, edges their length.

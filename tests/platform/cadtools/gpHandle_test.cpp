@@ -15,8 +15,7 @@ TEST(gpHandle, OrientedBoxSidesOfTurnedBoxesShortestFirst)
   {
     gp_Trsf turn;
     turn.SetRotation(gp_Ax1(gp_Pnt(5, -3, 2), axis), 0.7);
-    const TopoDS_Shape box = Solids::Moved(Solids::Box(120.0, 45.0, 8.0), turn);
-    const auto sides = gpHandle::GetOBBlengthAndDir(ShapeHandle::GetTopoShapeBndOBB(box, 0.0));
+    const auto sides = gpHandle::GetOBBlengthAndDir(ShapeHandle::GetTopoShapeBndOBB(Solids::Moved(Solids::Box(120, 45, 8), turn), 0));
     ASSERT_EQ(sides.size(), 3u);
     for (const auto& [i, length, along] : {std::tuple{0, 8.0, gp::DZ()}, {1, 45.0, gp::DY()}, {2, 120.0, gp::DX()}})
       EXPECT_TRUE(std::abs(sides[i].first - length) < 1e-6 && sides[i].second.IsParallel(along.Transformed(turn), 1e-6));
