@@ -1,8 +1,9 @@
 #include "Solids.h"
 
+#include <BRepAdaptor_Curve.hxx>
 #include <BRepAlgoAPI_Fuse.hxx>
-#include <BRepBuilderAPI_MakePolygon.hxx>
 #include <BRepBuilderAPI_MakeFace.hxx>
+#include <BRepBuilderAPI_MakePolygon.hxx>
 #include <BRepBuilderAPI_Transform.hxx>
 #include <BRepFilletAPI_MakeFillet.hxx>
 #include <BRepPrimAPI_MakeBox.hxx>
@@ -11,7 +12,6 @@
 #include <Standard_Failure.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
-#include <BRepAdaptor_Curve.hxx>
 
 #include <cmath>
 
@@ -28,12 +28,8 @@ TopoDS_Shape Solids::Moved(const TopoDS_Shape& shape, const gp_Trsf& trsf)
 TopoDS_Shape Solids::LSolid(double leg, double thick, double depth)
 {
   BRepBuilderAPI_MakePolygon profile;
-  profile.Add(gp_Pnt(0, 0, 0));
-  profile.Add(gp_Pnt(leg, 0, 0));
-  profile.Add(gp_Pnt(leg, thick, 0));
-  profile.Add(gp_Pnt(thick, thick, 0));
-  profile.Add(gp_Pnt(thick, leg, 0));
-  profile.Add(gp_Pnt(0, leg, 0));
+  for (const auto& [x, y] : {std::pair{0.0, 0.0}, {leg, 0.0}, {leg, thick}, {thick, thick}, {thick, leg}, {0.0, leg}})
+    profile.Add(gp_Pnt(x, y, 0));
   profile.Close();
   const TopoDS_Face face = BRepBuilderAPI_MakeFace(profile.Wire(), true).Face();
   return BRepPrimAPI_MakePrism(face, gp_Vec(0, 0, depth)).Shape();
@@ -41,12 +37,9 @@ TopoDS_Shape Solids::LSolid(double leg, double thick, double depth)
 
 TopoDS_Shape Solids::TSolid(double width, double length, double thick, double height)
 {
-  const TopoDS_Shape base = Box(width, length, thick);
   gp_Trsf up;
   up.SetTranslation(gp_Vec(0.5 * (width - thick), 0, thick));
-  const TopoDS_Shape web = Moved(Box(thick, length, height), up);
-  BRepAlgoAPI_Fuse fuse(base, web);
-  fuse.Build();
+  BRepAlgoAPI_Fuse fuse(Box(width, length, thick), Moved(Box(thick, length, height), up));
   if (!fuse.IsDone())
     throw Standard_Failure("Solids::TSolid: fuse failed");
   fuse.SimplifyResult();
@@ -58,13 +51,8 @@ TopoDS_Shape Solids::FilletedPlate(double dx, double dy, double dz, double radiu
   const TopoDS_Shape plate = Box(dx, dy, dz);
   BRepFilletAPI_MakeFillet fillet(plate);
   for (TopExp_Explorer it(plate, TopAbs_EDGE); it.More(); it.Next())
-  {
-    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
-    BRepAdaptor_Curve curve(edge);
-    const gp_Vec d = curve.DN(curve.FirstParameter(), 1);
-    if (std::abs(d.Normalized().Z()) > 0.5)
-      fillet.Add(radius, edge);
-  }
+    if (std::abs(BRepAdaptor_Curve(TopoDS::Edge(it.Current())).Line().Direction().Z()) > 0.5)
+      fillet.Add(radius, TopoDS::Edge(it.Current()));
   fillet.Build();
   if (!fillet.IsDone())
     throw Standard_Failure("Solids::FilletedPlate: fillet failed");

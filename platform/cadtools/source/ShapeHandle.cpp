@@ -3,9 +3,9 @@
 
 #include <AIS_Shape.hxx>
 #include <BRepAdaptor_Curve.hxx>
-#include <BRepAdaptor_Surface.hxx>
 #include <BRepBndLib.hxx>
 #include <BRepGProp.hxx>
+#include <BRepGProp_Face.hxx>
 #include <BRepPrimAPI_MakeBox.hxx>
 #include <BRepTools.hxx>
 #include <BRepTools_ShapeSet.hxx>
@@ -97,17 +97,15 @@ std::pair<bool, gp_Dir> ShapeHandle::GetNormal(const TopoDS_Face& face)
 {
   if (face.IsNull())
     return {false, gp::DZ()};
-  const BRepAdaptor_Surface surface(face, true);
+  // The face's own bounds and orientation: BRepGProp_Face gives the outward, unnormalised normal.
+  const BRepGProp_Face surface(face);
   double u1 = 0.0, u2 = 0.0, v1 = 0.0, v2 = 0.0;
-  BRepTools::UVBounds(face, u1, u2, v1, v2);
+  surface.Bounds(u1, u2, v1, v2);
   gp_Pnt p;
-  gp_Vec du, dv;
-  surface.D1(0.5 * (u1 + u2), 0.5 * (v1 + v2), p, du, dv);
-  gp_Vec n = du.Crossed(dv);
+  gp_Vec n;
+  surface.Normal(0.5 * (u1 + u2), 0.5 * (v1 + v2), p, n);
   if (n.Magnitude() < NormalTol)
     return {false, gp::DZ()};
-  if (face.Orientation() == TopAbs_REVERSED)
-    n.Reverse();
   return {true, gp_Dir(n)};
 }
 
@@ -154,8 +152,7 @@ bool ShapeHandle::IsTwoEdgeEqual(const TopoDS_Edge& e1, const TopoDS_Edge& e2, d
   c2.D1(extrema.Point(best).Parameter(), m2, tm2);
   if (tm1.Magnitude() < NormalTol || tm2.Magnitude() < NormalTol)
     return true;
-  const double angle = tm1.Angle(tm2);
-  return std::min(angle, M_PI - angle) <= angTol;
+  return tm1.IsParallel(tm2, angTol);
 }
 
 double ShapeHandle::GetLength(const TopoDS_Edge& edge)

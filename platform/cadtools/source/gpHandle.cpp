@@ -25,8 +25,7 @@ bool gpHandle::IsSameTrsf(const gp_Trsf& t1, const gp_Trsf& t2, double tol)
 gp_Trsf gpHandle::Ax2ToTrsf(const gp_Ax2& ax2)
 {
   gp_Trsf trsf;
-  trsf.SetTransformation(gp_Ax3(ax2));
-  trsf.Invert();
+  trsf.SetDisplacement(gp_Ax3(), gp_Ax3(ax2));
   return trsf;
 }
 

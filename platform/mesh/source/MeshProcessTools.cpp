@@ -3,6 +3,7 @@
 #include <BRepBuilderAPI_Copy.hxx>
 #include <BRepMesh_IncrementalMesh.hxx>
 #include <BRep_Tool.hxx>
+#include <Poly_MergeNodesTool.hxx>
 #include <Precision.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
@@ -10,7 +11,7 @@
 #include <cmath>
 #include <map>
 #include <numeric>
-#include <unordered_map>
+#include <tuple>
 
 namespace
 {
@@ -18,27 +19,6 @@ namespace
 constexpr double MeshAngle = 0.5;
 // Below this area a triangle counts as degenerate.
 constexpr double DegenerateArea = 1.0e-14;
-
-// Cell coordinates of a point in a grid of cell size `cell`.
-struct CellKey
-{
-  long long x, y, z;
-  bool operator==(const CellKey& o) const { return x == o.x && y == o.y && z == o.z; }
-};
-
-struct CellKeyHash
-{
-  std::size_t operator()(const CellKey& k) const noexcept
-  {
-    return std::hash<long long>()(k.x * 73856093LL ^ k.y * 19349663LL ^ k.z * 83492791LL);
-  }
-};
-
-CellKey CellOf(const gp_XYZ& p, double cell)
-{
-  return {static_cast<long long>(std::floor(p.X() / cell)), static_cast<long long>(std::floor(p.Y() / cell)),
-          static_cast<long long>(std::floor(p.Z() / cell))};
-}
 
 gp_XYZ TriangleCross(const MeshData& mesh, const std::array<int, 3>& t)
 {
@@ -70,21 +50,51 @@ std::map<std::pair<int, int>, std::vector<int>> EdgeTriangles(const MeshData& me
     }
   return edges;
 }
+
+// Returns a node merger that welds nodes closer than `tol` along each axis, whatever the normals of
+// the triangles meeting there: a watertight mesh needs the corners of a box shared by its three faces.
+Handle(Poly_MergeNodesTool) Welder(double tol, int nbTriangles)
+{
+  return new Poly_MergeNodesTool(M_PI, std::max(tol, Precision::Confusion()), std::max(nbTriangles, 1));
+}
+
+// Returns the merger's result as a mesh, without the triangles of no area that welding leaves behind.
+std::shared_ptr<MeshData> WeldedMesh(Poly_MergeNodesTool& merger)
+{
+  auto mesh = std::make_shared<MeshData>();
+  const Handle(Poly_Triangulation) merged = merger.Result();
+  if (merged.IsNull())
+    return mesh;
+  mesh->Vertices.reserve(merged->NbNodes());
+  for (int i = 1; i <= merged->NbNodes(); ++i)
+    mesh->Vertices.push_back(merged->Node(i).XYZ());
+  for (int t = 1; t <= merged->NbTriangles(); ++t)
+  {
+    int a = 0, b = 0, c = 0;
+    merged->Triangle(t).Get(a, b, c);
+    const std::array<int, 3> triangle = {a - 1, b - 1, c - 1};
+    if (TriangleCross(*mesh, triangle).Modulus() > DegenerateArea)
+      mesh->Triangles.push_back(triangle);
+  }
+  return mesh;
+}
 } // namespace
 
 std::shared_ptr<MeshData> MeshProcessTools::CreateWatertightMesh(const TopoDS_Shape& shape, double deflection)
 {
-  auto raw = std::make_shared<MeshData>();
+  const auto empty = std::make_shared<MeshData>();
   if (shape.IsNull() || deflection <= Precision::Confusion())
-    return raw;
+    return empty;
   // A copy is meshed so that the caller's shape (possibly shown or meshed on another thread) is untouched.
   BRepBuilderAPI_Copy copier(shape, true, false);
   if (!copier.IsDone())
-    return raw;
+    return empty;
   const TopoDS_Shape copy = copier.Shape();
   BRepMesh_IncrementalMesh mesher(copy, deflection, false, MeshAngle, false);
   if (!mesher.IsDone())
-    return raw;
+    return empty;
+  int nbTriangles = 0;
+  std::vector<std::tuple<Handle(Poly_Triangulation), gp_Trsf, bool>> faces;
   for (TopExp_Explorer ex(copy, TopAbs_FACE); ex.More(); ex.Next())
   {
     const TopoDS_Face& face = TopoDS::Face(ex.Current());
@@ -92,66 +102,25 @@ std::shared_ptr<MeshData> MeshProcessTools::CreateWatertightMesh(const TopoDS_Sh
     const Handle(Poly_Triangulation) tri = BRep_Tool::Triangulation(face, loc);
     if (tri.IsNull())
       continue;
-    const bool reversed = face.Orientation() == TopAbs_REVERSED;
-    const int offset = static_cast<int>(raw->Vertices.size());
-    const gp_Trsf place = loc.Transformation();
-    for (int i = 1; i <= tri->NbNodes(); ++i)
-      raw->Vertices.push_back(tri->Node(i).Transformed(place).XYZ());
-    for (int t = 1; t <= tri->NbTriangles(); ++t)
-    {
-      int a = 0, b = 0, c = 0;
-      tri->Triangle(t).Get(a, b, c);
-      if (reversed)
-        std::swap(b, c);
-      raw->Triangles.push_back({a - 1 + offset, b - 1 + offset, c - 1 + offset});
-    }
+    nbTriangles += tri->NbTriangles();
+    faces.emplace_back(tri, loc.Transformation(), face.Orientation() == TopAbs_REVERSED);
   }
-  return WeldVertices(*raw, Precision::Confusion() * 10.0);
+  const Handle(Poly_MergeNodesTool) merger = Welder(Precision::Confusion() * 10.0, nbTriangles);
+  for (const auto& [tri, place, reversed] : faces)
+    merger->AddTriangulation(tri, place, reversed);
+  return WeldedMesh(*merger);
 }
 
 std::shared_ptr<MeshData> MeshProcessTools::WeldVertices(const MeshData& mesh, double tol)
 {
-  auto result = std::make_shared<MeshData>();
-  result->Transform = mesh.Transform;
-  const double cell = std::max(tol, Precision::Confusion());
-  std::unordered_map<CellKey, std::vector<int>, CellKeyHash> grid;
-  std::vector<int> remap(mesh.Vertices.size(), -1);
-  for (std::size_t i = 0; i < mesh.Vertices.size(); ++i)
-  {
-    const gp_XYZ& p = mesh.Vertices[i];
-    const CellKey key = CellOf(p, cell);
-    int found = -1;
-    for (long long dx = -1; dx <= 1 && found < 0; ++dx)
-      for (long long dy = -1; dy <= 1 && found < 0; ++dy)
-        for (long long dz = -1; dz <= 1 && found < 0; ++dz)
-        {
-          const auto it = grid.find({key.x + dx, key.y + dy, key.z + dz});
-          if (it == grid.end())
-            continue;
-          for (int candidate : it->second)
-            if ((result->Vertices[candidate] - p).Modulus() <= tol)
-            {
-              found = candidate;
-              break;
-            }
-        }
-    if (found < 0)
-    {
-      found = static_cast<int>(result->Vertices.size());
-      result->Vertices.push_back(p);
-      grid[key].push_back(found);
-    }
-    remap[i] = found;
-  }
+  const Handle(Poly_MergeNodesTool) merger = Welder(tol, static_cast<int>(mesh.Triangles.size()));
   for (const auto& t : mesh.Triangles)
   {
-    const std::array<int, 3> w = {remap[t[0]], remap[t[1]], remap[t[2]]};
-    if (w[0] == w[1] || w[1] == w[2] || w[0] == w[2])
-      continue;
-    if (TriangleCross(*result, w).Modulus() <= DegenerateArea)
-      continue;
-    result->Triangles.push_back(w);
+    const gp_XYZ nodes[3] = {mesh.Vertices[t[0]], mesh.Vertices[t[1]], mesh.Vertices[t[2]]};
+    merger->AddTriangle(nodes);
   }
+  auto result = WeldedMesh(*merger);
+  result->Transform = mesh.Transform;
   return result;
 }
 

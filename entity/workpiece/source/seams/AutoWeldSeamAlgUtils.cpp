@@ -20,7 +20,6 @@
 #include <Geom_Line.hxx>
 #include <Geom_Plane.hxx>
 #include <Geom_TrimmedCurve.hxx>
-#include <PrsDim.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
 
@@ -33,12 +32,6 @@
 namespace
 {
 constexpr double BasisSurfaceTol = AutoWeldSeamAlgUtils::BasisSurfaceTol;
-
-// Returns whether two directions are parallel or opposite within AutoWeldSeamAlgUtils::ParallelTol.
-bool IsParallelOrOpposite(double angle)
-{
-  return angle <= AutoWeldSeamAlgUtils::ParallelTol || M_PI - angle <= AutoWeldSeamAlgUtils::ParallelTol;
-}
 
 // Returns the probe directions (w1, w2): in each face's tangent plane, away from the edge, toward the
 // side on which the other face stands. The normals must be unit, neither parallel nor opposite.
@@ -68,7 +61,7 @@ std::pair<bool, EdgeType> KindOfNormals(const gp_Vec& n1, const gp_Vec& n2)
   const double angle = n1.Angle(n2);
   if (angle > AutoWeldSeamAlgUtils::FoldBackAngle)
     return {true, EdgeType::Unknown};
-  if (IsParallelOrOpposite(angle))
+  if (n1.IsParallel(n2, AutoWeldSeamAlgUtils::ParallelTol))
     return {true, EdgeType::Convex};
   return {false, EdgeType::Unknown};
 }
@@ -177,7 +170,7 @@ EdgeType OrientationKind(const TopoDS_Edge& edge, const Normal1& normal1, const 
   std::tie(ok2, n2) = normal2();
   if (!ok1 || !ok2)
     return EdgeType::Unknown;
-  if (IsParallelOrOpposite(n1.Angle(n2)))
+  if (n1.IsParallel(n2, AutoWeldSeamAlgUtils::ParallelTol))
     return EdgeType::Convex;
 
   const gp_Dir cross(n1.Crossed(n2));
@@ -368,7 +361,7 @@ bool AutoWeldSeamAlgUtils::IsVertexOnFace(const TopoDS_Vertex& vertex, const Top
 bool AutoWeldSeamAlgUtils::IsVertexOnFace(gp_Pnt point, const TopoDS_Face& face, double tol)
 {
   const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face, BasisSurfaceTol));
-  if (!plane.IsNull() && PrsDim::ProjectPointOnPlane(point, plane->Pln()).Distance(point) > 2.0 * tol)
+  if (!plane.IsNull() && plane->Pln().Distance(point) > 2.0 * tol)
     return false;
   return IsVertexOnFace(VertexAt(point), face, tol);
 }
@@ -447,18 +440,16 @@ bool AutoWeldSeamAlgUtils::IsSameElementarySurface(const TopoDS_Face& face1, con
     return false;
   if (const Handle(Geom_Plane) p1 = Handle(Geom_Plane)::DownCast(s1); !p1.IsNull())
   {
-    const gp_Ax1 a1 = p1->Axis();
     const gp_Ax1 a2 = Handle(Geom_Plane)::DownCast(s2)->Axis();
-    return a1.Direction().IsParallel(a2.Direction(), SurfaceAngleTol) &&
-           std::abs(gp_Vec(a1.Location(), a2.Location()).Dot(gp_Vec(a1.Direction()))) <= SurfaceDistTol;
+    return p1->Axis().IsParallel(a2, SurfaceAngleTol) && p1->Pln().Distance(a2.Location()) <= SurfaceDistTol;
   }
   if (const Handle(Geom_CylindricalSurface) c1 = Handle(Geom_CylindricalSurface)::DownCast(s1); !c1.IsNull())
   {
     const Handle(Geom_CylindricalSurface) c2 = Handle(Geom_CylindricalSurface)::DownCast(s2);
+    // An axis and its reverse carry the same cylinder.
     const gp_Ax1 a1 = c1->Axis();
     const gp_Ax1 a2 = c2->Axis();
-    return a1.Direction().IsParallel(a2.Direction(), SurfaceAngleTol) &&
-           gp_Vec(a1.Direction()).Crossed(gp_Vec(a2.Location(), a1.Location())).Magnitude() <= SurfaceDistTol &&
+    return (a1.IsCoaxial(a2, SurfaceAngleTol, SurfaceDistTol) || a1.IsCoaxial(a2.Reversed(), SurfaceAngleTol, SurfaceDistTol)) &&
            std::abs(c1->Radius() - c2->Radius()) <= SurfaceDistTol;
   }
   return false;

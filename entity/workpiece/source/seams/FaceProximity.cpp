@@ -92,6 +92,9 @@ std::pair<bool, gp_Vec> FaceProximity::NormalByEdge(const TopoDS_Edge& edge, dou
   return AutoWeldSeamAlgUtils::GetFaceNormalByEdge(edge, myFace, t);
 }
 
+// An even-odd crossing count over copies of the boundary instead of the kernel's face classifiers:
+// those explore the face's shared topology and handles on every query, so threads classifying the
+// edges of one face would contend for them. The tests compare its distances with the kernel's.
 bool FaceProximity::Contains(double u, double v) const
 {
   bool inside = false;

@@ -18,7 +18,6 @@
 #include <IntAna_IntConicQuad.hxx>
 #include <IntAna_Quadric.hxx>
 #include <Precision.hxx>
-#include <PrsDim.hxx>
 #include <StdFail_NotDone.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
@@ -253,20 +252,13 @@ std::pair<bool, TopoDS_Edge> FaceUtils::InterfEdgeOfPlaneFace(const TopoDS_Face&
 std::pair<bool, gp_Pnt> FaceUtils::ProjectPntOnPln(gp_Pln plane, const gp_Dir& dir, const gp_Pnt& point,
                                                    double angTolDegrees)
 {
-  const gp_Dir n = plane.Axis().Direction();
-  if (std::abs(dir.Angle(n) - M_PI / 2.0) < angTolDegrees * M_PI / 180.0)
-    return {false, gp::Origin()};
-  const double t = gp_Vec(point, plane.Location()).Dot(gp_Vec(n)) / gp_Vec(dir).Dot(gp_Vec(n));
-  return {true, point.Translated(gp_Vec(dir) * t)};
+  return InterfPntOfLinAndPln(plane, gp_Lin(point, dir), angTolDegrees * M_PI / 180.0);
 }
 
 double FaceUtils::GetProjPntParamOnLine(const gp_Pnt& point, const gp_Lin& line)
 {
-  const gp_Vec v(line.Location(), PrsDim::ProjectPointOnLine(point, line));
-  if (v.Magnitude() < OnOriginTol)
-    return 0.0;
-  const bool against = M_PI - v.Angle(gp_Vec(line.Direction())) <= ParallelTol;
-  return against ? -v.Magnitude() : v.Magnitude();
+  const double parameter = ElCLib::Parameter(line, point);
+  return std::abs(parameter) < OnOriginTol ? 0.0 : parameter;
 }
 
 std::tuple<bool, gp_Pnt, gp_Vec> FaceUtils::CalcNearestProjPntOnFace(const gp_Pnt& point, const TopoDS_Face& face)

@@ -15,7 +15,9 @@ public:
   // shared between faces welded); an empty mesh when the shape cannot be triangulated.
   static std::shared_ptr<MeshData> CreateWatertightMesh(const TopoDS_Shape& shape, double deflection);
 
-  // Returns `mesh` with vertices closer than `tol` merged and degenerate triangles dropped.
+  // Returns `mesh` with vertices closer than `tol` along every axis merged (as single-precision points,
+  // so a `tol` finer than their rounding merges only points that round alike), degenerate triangles
+  // and vertices of no triangle dropped.
   static std::shared_ptr<MeshData> WeldVertices(const MeshData& mesh, double tol);
 
   // Returns whether every edge of the mesh is shared by exactly two triangles.
