@@ -34,6 +34,10 @@ constexpr std::size_t ReadChunk = 64 * 1024;
 // Depth of the deepest value jsoncpp's reader takes, the root at depth 1: a deeper document is
 // refused whichever parser reads it.
 constexpr int ReaderDepthLimit = 1000;
+// The text jsoncpp writes for an infinite number, which its reader reads back as infinite.
+constexpr const char* InfiniteText = "1e+9999";
+// Size of the buffer through which a document is written to its file.
+constexpr std::size_t WriteBufferSize = 64 * 1024;
 
 // Returns whether `arr` is an array of at least `count` numbers.
 bool IsNumberArray(const Json::Value& arr, std::size_t count)
@@ -97,6 +101,7 @@ bool WriteEntry(archive* a, const fs::path& file, const std::string& name)
   archive_entry_free(entry);
   return ok;
 }
+
 // Makes `out` the value of a parsed element, of the kind jsoncpp's reader makes of the same text
 // (integers up to INT64_MAX signed, larger ones unsigned, a repeated key keeping its last value);
 // returns false for a value nested deeper than that reader goes.
@@ -165,10 +170,6 @@ Json::Value ReadByJsoncpp(const char* begin, const char* end)
     return Json::Value();
   }
 }
-// The text jsoncpp writes for an infinite number, which its reader reads back as infinite.
-constexpr const char* InfiniteText = "1e+9999";
-// Size of the buffer through which a document is written to its file.
-constexpr std::size_t WriteBufferSize = 64 * 1024;
 
 using FileWriter = rapidjson::PrettyWriter<rapidjson::FileWriteStream>;
 

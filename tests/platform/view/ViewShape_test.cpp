@@ -1,4 +1,3 @@
-#include <view/CADView.h>
 #include <view/ViewShape.h>
 
 #include <cadtools/ShapeHandle.h>
@@ -51,13 +50,11 @@ TEST(ViewShape, TreeWalkLookupAndPlacements)
   root->AddShapeListToAISChilde({a, Handle(ViewShape)(), b});
   EXPECT_EQ(root->ChildCount(), 2) << "null children are skipped";
   EXPECT_EQ(root->GetAllSubViewShapes(), (std::vector<Handle(ViewShape)>{a, a1, b})) << "depth first";
-  EXPECT_EQ(root->GetChildById(a1->GetId()), a1);
-  EXPECT_TRUE(root->GetChildById(Uuid::CreateUuid()).IsNull());
 
   // World placements compose the parent on the left.
   EXPECT_TRUE(gpHandle::IsSameTrsf(a1->Transformation(), r * t * t, Tol));
   a1->UpdateInitState();
-  EXPECT_TRUE(gpHandle::IsSameTrsf(a1->GetCollisionTrsf(), r * t * t, Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(a1->GetInitTrsf(), r * t * t, Tol));
   Bnd_Box box;
   BRepBndLib::Add(ShapeHandle::GetShapes(root, true).at(1), box);
   const gp_Pnt corner = gp_Pnt(3, 3, 3).Transformed(r * t * t);
@@ -65,52 +62,6 @@ TEST(ViewShape, TreeWalkLookupAndPlacements)
   b->TransformedBy(t, false);
   b->TransformedBy(r, false);
   EXPECT_TRUE(gpHandle::IsSameTrsf(b->LocalTransformation(), r * t, Tol));
-}
-
-TEST(ViewShape, DisplayHideAndSelectionInAHeadlessView)
-{
-  CADView view;
-  const Handle(ViewShape) node = Node(Solids::Box(5, 5, 5));
-  node->SetCADView(&view);
-  node->RedisplayShape(true, false);
-  EXPECT_FALSE(node->IsDisplayed()) << "keepHidden leaves a hidden shape hidden";
-  node->Display();
-  node->Hide();
-  node->RedisplayShape(false, false);
-  EXPECT_TRUE(node->IsDisplayed());
-  node->AddOrRemoveSelected(false);
-  EXPECT_TRUE(node->IsSelected());
-  const unsigned long long moved = view.MovedCount();
-  node->UpdateEntityInUnity();
-  EXPECT_EQ(view.MovedCount(), moved + 1);
-  node->RemoveFromView();
-  EXPECT_FALSE(node->IsDisplayed());
-  node->SetCADView(nullptr);
-  EXPECT_EQ(&node->GetCADView(), &CADView::Default());
-}
-
-TEST(ViewShape, CollisionModelOfABox)
-{
-  const Handle(ViewShape) node = Node(Solids::Box(10, 20, 30));
-  ASSERT_TRUE(node->CreateBVHMdl(false));
-  EXPECT_EQ(node->GetCollision()->NbTriangles(), 12);
-  const auto& bvh = node->GetCollisionBVH();
-  EXPECT_NEAR(bvh->MaxPoint(0).z(), 30.0, Tol);
-  // Every leaf's triangles lie inside the leaf's box: the model follows the hierarchy's order.
-  for (int n = 0; n < bvh->Length(); ++n)
-    for (int t = bvh->BegPrimitive(n); bvh->IsOuter(n) && t <= bvh->EndPrimitive(n); ++t)
-      for (int corner = 1; corner <= 3; ++corner)
-      {
-        const double x = node->GetCollision()->Node(node->GetCollision()->Triangle(t + 1).Value(corner)).X();
-        EXPECT_TRUE(x >= bvh->MinPoint(n).x() - Tol && x <= bvh->MaxPoint(n).x() + Tol);
-      }
-
-  const Handle(ViewShape) empty = Node();
-  EXPECT_FALSE(empty->CreateBVHMdl(true) || empty->CreateEntireMeshBVHMdl({}, true));
-  Handle(mesh::AIS_Mesh) m = new mesh::AIS_Mesh();
-  m->AddMesh(MeshData::FromTriangulation(node->GetCollision(), gp_Trsf()));
-  ASSERT_TRUE(empty->CreateEntireMeshBVHMdl({m}, true));
-  EXPECT_EQ(empty->GetCollision()->NbTriangles(), 12);
 }
 
 TEST(ViewShape, ColoursCopiesAndShapeReplacement)
@@ -128,7 +79,6 @@ TEST(ViewShape, ColoursCopiesAndShapeReplacement)
   ASSERT_NE(drawer, nullptr);
   const Handle(Prs3d_ShadingAspect)& shading = (*drawer)->ShadingAspect();
   EXPECT_TRUE(shading->Color(Aspect_TOFM_FRONT_SIDE).IsEqual(Quantity_Color(1, 0, 0, Quantity_TOC_RGB)));
-  EXPECT_NEAR(shading->Transparency(Aspect_TOFM_FRONT_SIDE), 0.5, 1e-6);
   EXPECT_EQ(shading->Material(Aspect_TOFM_FRONT_SIDE).RequestedName(), Graphic3d_NameOfMaterial_Steel);
 
   // A same-structured replacement shape takes the colours by position.
