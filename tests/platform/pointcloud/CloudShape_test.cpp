@@ -56,9 +56,10 @@ TEST(CloudShape, ReadsOtherFieldOrdersAndRejectsMalformedText)
   ASSERT_EQ(cloud->Points().size(), 2u) << "points without a measurement are skipped";
   EXPECT_EQ(cloud->Points()[1].Distance(gp_Pnt(4, 5, 6)), 0.0);
 
-  for (const std::string& bad : {Pcd("x y z", 3, "1 2 3\n4 5 6\n"), Pcd("x y z", 1, "1 2\n"), Pcd("x y z", 1, "1 2 x\n"),
-                                 Pcd("x y z", 1, "1,5 2 3\n"), Pcd("x y z", 1, "1 2 3e\n"), Pcd("x y", 1, "1 2\n"),
-                                 std::string("FIELDS x y z\nPOINTS 1\nDATA binary\n1 2 3\n"), std::string()})
+  for (const std::string& bad : {Pcd("x y z", 3, "1 2 3\n4 5 6\n"), Pcd("x y z", 1, "1 2\n"),
+                                 Pcd("x y z", 1, "1 2 x\n"), Pcd("x y z", 1, "1,5 2 3\n"), Pcd("x y z", 1, "1 2 3e\n"),
+                                 Pcd("x y", 1, "1 2\n"), std::string("FIELDS x y z\nPOINTS 1\nDATA binary\n1 2 3\n"),
+                                 std::string()})
   {
     EXPECT_FALSE(cloud->LoadPCDFromString(bad)) << bad;
     EXPECT_EQ(cloud->Points().size(), 2u) << "a failed read leaves the points alone";

@@ -6,7 +6,6 @@
 #include "support/Solids.h"
 #include "support/ViewTrees.h"
 
-#include <BRepBndLib.hxx>
 #include <BRepBuilderAPI_Sewing.hxx>
 #include <BRepCheck_Analyzer.hxx>
 #include <Prs3d_ShadingAspect.hxx>
@@ -55,10 +54,6 @@ TEST(ViewShape, TreeWalkLookupAndPlacements)
   EXPECT_TRUE(gpHandle::IsSameTrsf(a1->Transformation(), r * t * t, Tol));
   a1->UpdateInitState();
   EXPECT_TRUE(gpHandle::IsSameTrsf(a1->GetInitTrsf(), r * t * t, Tol));
-  Bnd_Box box;
-  BRepBndLib::Add(ShapeHandle::GetShapes(root, true).at(1), box);
-  const gp_Pnt corner = gp_Pnt(3, 3, 3).Transformed(r * t * t);
-  EXPECT_TRUE(!box.IsOut(corner) && box.IsOut(corner.Translated(gp_Vec(0, 0, 1))));
   b->TransformedBy(t, false);
   b->TransformedBy(r, false);
   EXPECT_TRUE(gpHandle::IsSameTrsf(b->LocalTransformation(), r * t, Tol));
