@@ -37,6 +37,10 @@ constexpr double ColourScale = 1000.0;
 constexpr int ColourDecimals = 6;
 // Nodes a thread builds at a time.
 constexpr std::size_t NodesPerGrab = 8;
+// Logged when a tree holds something that is no display-shape object.
+constexpr const char* FormatError = "显示模型数据格式错误";
+// Logged, followed by the node's id, when a node's data cannot be read.
+constexpr const char* NodeError = "显示模型节点读取错误：";
 
 // Returns the colour index: the components to a thousandth, mixed into one 64-bit hash.
 std::uint64_t ColourIndex(const Quantity_Color& colour)
@@ -292,7 +296,7 @@ Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json, ThreadP
 {
   if (!IsNodeObject(json))
   {
-    LogUtils::LogWrite(WORKPIECE_LOC("ViewShapeUtil::LoadFromJson"), SPDLOG_LEVEL_ERROR, "显示模型数据格式错误");
+    LogUtils::LogWrite(WORKPIECE_LOC("ViewShapeUtil::LoadFromJson"), SPDLOG_LEVEL_ERROR, FormatError);
     return Handle(ShapeEntity)();
   }
   // Collect every object of the tree with the position of its parent (-1 for the root).
@@ -306,7 +310,7 @@ Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json, ThreadP
     {
       if (!IsNodeObject(child))
       {
-        LogUtils::LogWrite(WORKPIECE_LOC("ViewShapeUtil::LoadFromJson"), SPDLOG_LEVEL_ERROR, "显示模型数据格式错误");
+        LogUtils::LogWrite(WORKPIECE_LOC("ViewShapeUtil::LoadFromJson"), SPDLOG_LEVEL_ERROR, FormatError);
         return Handle(ShapeEntity)();
       }
       objects.emplace_back(&child, static_cast<int>(i));
@@ -333,7 +337,7 @@ Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json, ThreadP
       }
       if (nodes[i].IsNull() && complete.exchange(false))
         LogUtils::LogWrite(WORKPIECE_LOC("ViewShapeUtil::LoadFromJson"), SPDLOG_LEVEL_ERROR,
-                           "显示模型节点读取错误：" + (*objects[i].first)["uuid"].asString());
+                           NodeError + (*objects[i].first)["uuid"].asString());
     }
   });
   if (!complete)
