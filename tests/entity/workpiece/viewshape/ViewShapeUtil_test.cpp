@@ -30,13 +30,14 @@ TEST(ViewShapeUtil, MembersChildrenAndColourLayer)
   // Faces 2 and 5 differ beyond the third decimal only; face 4 has a colour of its own.
   leaf->SetCustomColor(ViewTrees::Face(box, 2), Quantity_Color(0.2501, 0.5, 0.7501, Quantity_TOC_RGB));
   leaf->SetCustomColor(ViewTrees::Face(box, 5), Quantity_Color(0.2502, 0.5, 0.7502, Quantity_TOC_RGB));
-  leaf->SetCustomColor(ViewTrees::Face(box, 4), Quantity_Color(0.9, 0.1, 0.1, Quantity_TOC_RGB));
+  leaf->SetCustomColor(ViewTrees::Face(box, 4), Quantity_Color(0.25, 0.5, 0.75, Quantity_TOC_RGB));
   const Json::Value json = ViewShapeUtil::ExportToJson(leaf, false);
   EXPECT_TRUE(json["childs"].isNull() && json["MinGap"].asDouble() == 1.5);
   const Json::Value& layer = json["ColorLayer"];
   const Json::Value& faces = layer["FaceColorList"];
   EXPECT_EQ(faces.getMemberNames(), (std::vector<std::string>{"2", "4", "5"}));
   EXPECT_TRUE(faces["2"]["ColorIndex"] == faces["5"]["ColorIndex"] && layer["Colors"].size() == 2u);
+  EXPECT_EQ(faces["4"]["ColorIndex"].asUInt64(), 5911274405151450171ULL) << "the mix of 250, 500, 750 worked out apart";
   EXPECT_NEAR(layer["Colors"][faces["2"]["ColorIndex"].asString()][0].asDouble(), 0.2501, 1e-6) << "first seen kept";
   for (const char* list : {"ShellColorList", "SolidColorList", "CSolidColorList", "CPSolidColorList"})
     EXPECT_TRUE(layer[list].isObject() && layer[list].empty()) << list;
