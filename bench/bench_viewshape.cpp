@@ -144,7 +144,7 @@ void LoadJson(benchmark::State& state, ThreadPool& pool)
   ViewShapeUtil::ExportToFile(Tree(state), path, false);
   for (auto _ : state)
   {
-    Handle(ShapeEntity) tree = ViewShapeUtil::LoadFromJson(DataHandle::LoadJson(path, pool), pool);
+    Handle(ShapeEntity) tree = ViewShapeUtil::LoadFromJson(DataHandle::LoadJson(path), pool);
     // Releasing what was read is not part of reading it (here as in ReadBRep).
     state.PauseTiming();
     if (tree.IsNull() || tree->GetAllSubViewShapes().size() + 1 != 1000)

@@ -6,6 +6,7 @@ if(OpenCASCADE_MAJOR_VERSION LESS 7 OR (OpenCASCADE_MAJOR_VERSION EQUAL 7 AND Op
 endif()
 find_package(jsoncpp REQUIRED CONFIG)
 find_package(spdlog REQUIRED CONFIG)
+find_package(simdjson REQUIRED CONFIG)
 find_package(LibArchive REQUIRED)
 find_package(Threads REQUIRED)
 

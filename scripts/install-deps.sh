@@ -8,6 +8,7 @@ packages=(
   libocct-foundation-dev libocct-modeling-data-dev libocct-modeling-algorithms-dev
   libocct-visualization-dev libocct-data-exchange-dev libtbb-dev libfontconfig-dev
   libjsoncpp-dev libsimdjson-dev libspdlog-dev libarchive-dev
+  rapidjson-dev
   libgtest-dev libbenchmark-dev liborocos-kdl-dev
   libarchive-tools p7zip-full xvfb xauth
 )

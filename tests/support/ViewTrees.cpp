@@ -8,11 +8,10 @@
 
 gp_Trsf ViewTrees::Placement(double x, double y, double z, double degrees)
 {
-  gp_Trsf move;
+  gp_Trsf move, turn;
   move.SetTranslation(gp_Vec(x, y, z));
-  gp_Trsf turn;
   turn.SetRotation(gp::OZ(), degrees * M_PI / 180.0);
-  return move.Multiplied(turn);
+  return move * turn;
 }
 
 Handle(ShapeEntity) ViewTrees::BoxTree(int count)
@@ -23,12 +22,11 @@ Handle(ShapeEntity) ViewTrees::BoxTree(int count)
   for (int i = 0; i < count; ++i)
   {
     const TopoDS_Shape box = Solids::Box(10.0 + i, 20.0, 30.0);
-    Handle(ShapeEntity) part = new ShapeEntity(box, Uuid::CreateUuid());
-    part->SetName("box" + std::to_string(i));
-    part->SetLocalTransformation(Placement(100.0 * i, 0.0, 0.0, 15.0 * i));
-    part->SetColor(Quantity_Color(0.3, 0.3, 0.7, Quantity_TOC_RGB));
-    part->SetCustomColor(Face(box, i % 6), Quantity_Color(0.1 * i, 0.5, 0.25, Quantity_TOC_RGB));
-    parts.push_back(part);
+    parts.push_back(new ShapeEntity(box, Uuid::CreateUuid()));
+    parts.back()->SetName("box" + std::to_string(i));
+    parts.back()->SetLocalTransformation(Placement(100.0 * i, 0.0, 0.0, 15.0 * i));
+    parts.back()->SetColor(Quantity_Color(0.3, 0.3, 0.7, Quantity_TOC_RGB));
+    parts.back()->SetCustomColor(Face(box, i % 6), Quantity_Color(0.1 * i, 0.5, 0.25, Quantity_TOC_RGB));
   }
   root->AddShapeListToAISChilde(parts);
   return root;
@@ -37,15 +35,14 @@ Handle(ShapeEntity) ViewTrees::BoxTree(int count)
 TopoDS_Shape ViewTrees::Face(const TopoDS_Shape& shape, int i)
 {
   TopExp_Explorer ex(shape, TopAbs_FACE);
-  for (int k = 0; k < i && ex.More(); ++k)
+  for (; i > 0 && ex.More(); --i)
     ex.Next();
   return ex.More() ? ex.Current() : TopoDS_Shape();
 }
 
 std::string ViewTrees::TempDir(const std::string& name)
 {
-  std::random_device random;
-  const auto dir = std::filesystem::temp_directory_path() / (name + "-" + std::to_string(random()));
+  const auto dir = std::filesystem::temp_directory_path() / (name + "-" + std::to_string(std::random_device()()));
   std::filesystem::create_directories(dir);
   return dir.string() + "/";
 }

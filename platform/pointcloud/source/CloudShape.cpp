@@ -7,9 +7,10 @@
 #include <SelectMgr_EntityOwner.hxx>
 #include <SelectMgr_Selection.hxx>
 
+#include <algorithm>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
-#include <sstream>
+#include <string_view>
 
 IMPLEMENT_STANDARD_RTTIEXT(CloudShape, AIS_InteractiveObject)
 
@@ -18,77 +19,105 @@ namespace
 // Header keywords of PCD 0.7, in the order they are written.
 const char* const HeaderKeys[] = {"VERSION", "FIELDS", "SIZE", "TYPE", "COUNT", "WIDTH", "HEIGHT", "VIEWPOINT", "POINTS"};
 
-// Returns the text of a double that reads back to the same value.
-std::string Exact(double value)
+// Returns the words of `line`, split at blanks.
+std::vector<std::string_view> Words(std::string_view line)
+{
+  std::vector<std::string_view> words;
+  for (std::size_t at = 0;;)
+  {
+    at = line.find_first_not_of(" \t\r", at);
+    if (at == std::string_view::npos)
+      return words;
+    const std::size_t end = std::min(line.find_first_of(" \t\r", at), line.size());
+    words.push_back(line.substr(at, end - at));
+    at = end;
+  }
+}
+
+// Returns whether the whole of `word` is a number, stored in `value`. Numbers are read and written
+// through <charconv>, whose text is the same under every locale.
+template <typename Number> bool ReadNumber(std::string_view word, Number& value)
+{
+  const char* end = word.data() + word.size();
+  const auto [stop, error] = std::from_chars(word.data(), end, value);
+  return error == std::errc() && stop == end;
+}
+
+// Appends the shortest text of `value` that reads back to it.
+void AppendExact(std::string& text, double value)
 {
   char buffer[32];
-  std::snprintf(buffer, sizeof(buffer), "%.17g", value);
-  return buffer;
+  const auto [end, error] = std::to_chars(buffer, buffer + sizeof(buffer), value);
+  text.append(buffer, error == std::errc() ? end : buffer);
 }
 } // namespace
 
 bool CloudShape::LoadPCDFromString(const std::string& text)
 {
-  std::istringstream in(text);
-  std::string line;
-  int columns = 0;
+  const std::string_view all(text);
+  std::size_t at = 0;
+  // Returns the next line, or false at the end of the text.
+  const auto nextLine = [&all, &at](std::string_view& line) {
+    if (at >= all.size())
+      return false;
+    const std::size_t end = std::min(all.find('\n', at), all.size());
+    line = all.substr(at, end - at);
+    at = end + 1;
+    return true;
+  };
+  std::string_view line;
+  std::size_t columns = 0;
   int xCol = -1, yCol = -1, zCol = -1;
   long long declared = -1;
   bool ascii = false;
-  while (std::getline(in, line))
+  while (nextLine(line))
   {
     if (line.empty() || line[0] == '#')
       continue;
-    std::istringstream words(line);
-    std::string key;
-    words >> key;
-    if (key == "FIELDS")
+    const std::vector<std::string_view> words = Words(line);
+    if (words.empty())
+      continue;
+    if (words[0] == "FIELDS")
     {
-      std::string field;
-      for (columns = 0; words >> field; ++columns)
+      columns = words.size() - 1;
+      for (std::size_t i = 1; i < words.size(); ++i)
       {
-        if (field == "x")
-          xCol = columns;
-        else if (field == "y")
-          yCol = columns;
-        else if (field == "z")
-          zCol = columns;
+        const int column = static_cast<int>(i - 1);
+        if (words[i] == "x")
+          xCol = column;
+        else if (words[i] == "y")
+          yCol = column;
+        else if (words[i] == "z")
+          zCol = column;
       }
     }
-    else if (key == "POINTS")
+    else if (words[0] == "POINTS")
     {
-      if (!(words >> declared))
+      if (words.size() < 2 || !ReadNumber(words[1], declared))
         return false;
     }
-    else if (key == "DATA")
+    else if (words[0] == "DATA")
     {
-      std::string kind;
-      words >> kind;
-      ascii = kind == "ascii";
+      ascii = words.size() > 1 && words[1] == "ascii";
       break;
     }
   }
   if (!ascii || xCol < 0 || yCol < 0 || zCol < 0 || declared < 0)
     return false;
   std::vector<gp_Pnt> points;
+  std::vector<double> row;
   long long rows = 0;
-  while (std::getline(in, line))
+  while (nextLine(line))
   {
-    std::istringstream values(line);
-    std::vector<double> row;
-    std::string word;
-    while (values >> word)
-    {
-      char* end = nullptr;
-      const double v = std::strtod(word.c_str(), &end);
-      if (end == word.c_str() || *end != '\0')
-        return false;
-      row.push_back(v);
-    }
-    if (row.empty())
+    const std::vector<std::string_view> words = Words(line);
+    if (words.empty())
       continue;
-    if (static_cast<int>(row.size()) != columns)
+    if (words.size() != columns)
       return false;
+    row.resize(columns);
+    for (std::size_t i = 0; i < columns; ++i)
+      if (!ReadNumber(words[i], row[i]))
+        return false;
     ++rows;
     // PCD marks points without a measurement by NaN coordinates; they carry no position.
     if (std::isfinite(row[xCol]) && std::isfinite(row[yCol]) && std::isfinite(row[zCol]))
@@ -109,7 +138,14 @@ std::string CloudShape::PCDToString() const
     text += std::string(HeaderKeys[i]) + " " + values[i] + "\n";
   text += "DATA ascii\n";
   for (const gp_Pnt& p : myPoints)
-    text += Exact(p.X()) + " " + Exact(p.Y()) + " " + Exact(p.Z()) + "\n";
+  {
+    AppendExact(text, p.X());
+    text += ' ';
+    AppendExact(text, p.Y());
+    text += ' ';
+    AppendExact(text, p.Z());
+    text += '\n';
+  }
   return text;
 }
 

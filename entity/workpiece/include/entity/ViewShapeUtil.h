@@ -16,12 +16,12 @@ public:
   // unused geometry from the written shape.
   static Json::Value ExportToJson(const opencascade::handle<ViewShape>& shape, bool clean);
 
-  // Writes ExportToJson(shape, clean) to `path`, creating its folder; returns true even when the
-  // write fails.
+  // Writes ExportToJson(shape, clean) to `path`, creating its folder; returns false (the previous
+  // file intact) when the file cannot be written.
   static bool ExportToFile(const opencascade::handle<ViewShape>& shape, const std::string& path, bool clean);
 
   // Returns the tree rebuilt from a JSON object written by ExportToJson (nodes built on the thread
-  // pool, linked on the caller's thread); null when the object is no display-shape object.
+  // pool, linked on the caller's thread); null, logged at error level, when some node cannot be read.
   static opencascade::handle<ShapeEntity> LoadFromJson(const Json::Value& json);
   // The same, building the nodes on `pool` instead of the shared pool.
   static opencascade::handle<ShapeEntity> LoadFromJson(const Json::Value& json, ThreadPool& pool);

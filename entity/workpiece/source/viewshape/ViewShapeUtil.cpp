@@ -1,14 +1,13 @@
 #include <entity/ViewShapeUtil.h>
 
-#include "TextReadBuffer.h"
-#include "TextWriteBuffer.h"
-
 #include <cadtools/DataHandle.h>
+#include <cadtools/LogUtils.h>
 #include <cadtools/ShapeHandle.h>
 #include <cadtools/ThreadPool.h>
 
 #include <BRepTools.hxx>
 #include <Prs3d_ShadingAspect.hxx>
+#include <Standard_ArrayStreamBuffer.hxx>
 #include <Standard_Failure.hxx>
 #include <TopExp_Explorer.hxx>
 
@@ -17,7 +16,7 @@
 #include <cstdint>
 #include <atomic>
 #include <istream>
-#include <ostream>
+#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -38,6 +37,10 @@ constexpr double ColourScale = 1000.0;
 constexpr int ColourDecimals = 6;
 // Nodes a thread builds at a time.
 constexpr std::size_t NodesPerGrab = 8;
+// Logged when a tree holds something that is no display-shape object.
+constexpr const char* FormatError = "显示模型数据格式错误";
+// Logged, followed by the node's id, when a node's data cannot be read.
+constexpr const char* NodeError = "显示模型节点读取错误：";
 
 // Returns the colour index: the components to a thousandth, mixed into one 64-bit hash.
 std::uint64_t ColourIndex(const Quantity_Color& colour)
@@ -188,7 +191,7 @@ Handle(ShapeEntity) BuildNode(const Json::Value& object)
     if (begin != end)
     {
       // The text is read where the document holds it, without a copy per shape.
-      TextReadBuffer text(begin, end);
+      Standard_ArrayStreamBuffer text(begin, static_cast<std::size_t>(end - begin));
       std::istream in(&text);
       shape = ShapeHandle::ReadBRep(in);
       if (shape.IsNull())
@@ -210,9 +213,8 @@ bool IsNodeObject(const Json::Value& value)
 {
   return value.isObject() && value["uuid"].isString();
 }
-// Returns the display-shape object of `shape` and its saved descendants; the BRep texts are all
-// written through `text`, whose storage is reused from part to part.
-Json::Value ExportNode(const Handle(ViewShape)& shape, bool clean, TextWriteBuffer& text)
+// Returns the display-shape object of `shape` and its saved descendants.
+Json::Value ExportNode(const Handle(ViewShape)& shape, bool clean)
 {
   if (shape.IsNull())
     return Json::Value();
@@ -253,7 +255,7 @@ Json::Value ExportNode(const Handle(ViewShape)& shape, bool clean, TextWriteBuff
     {
       const Handle(ShapeEntity) part = Handle(ShapeEntity)::DownCast(child);
       if (!part.IsNull() && part->NeedSave())
-        children.append(ExportNode(part, false, text));
+        children.append(ExportNode(part, false));
     }
     json["childs"] = std::move(children);
   }
@@ -263,13 +265,12 @@ Json::Value ExportNode(const Handle(ViewShape)& shape, bool clean, TextWriteBuff
     BRepTools::CleanGeometry(written);
     BRepTools::RemoveUnusedPCurves(written);
   }
-  text.Clear();
   if (!written.IsNull())
   {
-    std::ostream out(&text);
-    ShapeHandle::WriteBRep(written, out);
+    std::ostringstream text;
+    ShapeHandle::WriteBRep(written, text);
+    json["data"] = text.str();
   }
-  json["data"] = Json::Value(text.Begin(), text.End());
   json["ColorLayer"] = ColourLayer(*shape, written);
   return json;
 }
@@ -277,16 +278,13 @@ Json::Value ExportNode(const Handle(ViewShape)& shape, bool clean, TextWriteBuff
 
 Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool clean)
 {
-  TextWriteBuffer text;
-  return ExportNode(shape, clean, text);
+  return ExportNode(shape, clean);
 }
 
 bool ViewShapeUtil::ExportToFile(const Handle(ViewShape)& shape, const std::string& path, bool clean)
 {
-  DataHandle::CheckOrCreateDir(path);
-  const Json::Value json = ExportToJson(shape, clean);
-  DataHandle::SaveJson(json, path);
-  return true;
+  // A file that cannot be written leaves the one saved before in place.
+  return DataHandle::CheckOrCreateDir(path) && DataHandle::SaveJson(ExportToJson(shape, clean), path);
 }
 
 Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json)
@@ -297,7 +295,10 @@ Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json)
 Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json, ThreadPool& pool)
 {
   if (!IsNodeObject(json))
+  {
+    LogUtils::LogWrite(WORKPIECE_LOC("ViewShapeUtil::LoadFromJson"), SPDLOG_LEVEL_ERROR, FormatError);
     return Handle(ShapeEntity)();
+  }
   // Collect every object of the tree with the position of its parent (-1 for the root).
   std::vector<std::pair<const Json::Value*, int>> objects{{&json, -1}};
   for (std::size_t i = 0; i < objects.size(); ++i)
@@ -308,7 +309,10 @@ Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json, ThreadP
     for (const Json::Value& child : children)
     {
       if (!IsNodeObject(child))
+      {
+        LogUtils::LogWrite(WORKPIECE_LOC("ViewShapeUtil::LoadFromJson"), SPDLOG_LEVEL_ERROR, FormatError);
         return Handle(ShapeEntity)();
+      }
       objects.emplace_back(&child, static_cast<int>(i));
     }
   }
@@ -331,8 +335,9 @@ Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json, ThreadP
       catch (const std::exception&)
       {
       }
-      if (nodes[i].IsNull())
-        complete = false;
+      if (nodes[i].IsNull() && complete.exchange(false))
+        LogUtils::LogWrite(WORKPIECE_LOC("ViewShapeUtil::LoadFromJson"), SPDLOG_LEVEL_ERROR,
+                           NodeError + (*objects[i].first)["uuid"].asString());
     }
   });
   if (!complete)

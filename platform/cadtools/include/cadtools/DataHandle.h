@@ -6,16 +6,13 @@
 
 #include <string>
 
-class ThreadPool;
-
 // JSON files, transforms as JSON, folders, time, 7z packages and text conversion.
 class DataHandle
 {
 public:
-  // Returns the document in `path`, or a null value when the file is missing or malformed.
+  // Returns the document in `path` as jsoncpp's reader reads it (comments and trailing commas
+  // allowed), or a null value when the file is missing, malformed or nested over 1000 deep.
   static Json::Value LoadJson(const std::string& path);
-  // The same, parsing a large document in pieces on `pool` instead of the shared pool.
-  static Json::Value LoadJson(const std::string& path, ThreadPool& pool);
 
   // Writes `json` to `path` atomically; returns false (previous file intact) on failure.
   static bool SaveJson(const Json::Value& json, const std::string& path);
