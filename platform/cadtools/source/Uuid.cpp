@@ -5,6 +5,10 @@
 #include <functional>
 #include <random>
 
+#if defined(__linux__)
+#include <sys/random.h>
+#endif
+
 namespace
 {
 constexpr std::size_t TextLength = 36;
@@ -23,12 +27,18 @@ constexpr int HexBase = 16;
 // threads and processes after some 77,000 generators (the birthday bound of 2^32 seeds).
 constexpr std::size_t SeedWords = 8;
 
-// Returns a generator whose whole state is spread from SeedWords words of the system's entropy.
+// Returns a generator whose whole state is spread from SeedWords words of the system's entropy,
+// read in one call where the system offers it (a random_device word costs a call each).
 std::mt19937_64 SeededEngine()
 {
-  std::random_device device;
-  std::array<std::random_device::result_type, SeedWords> words{};
-  std::generate(words.begin(), words.end(), std::ref(device));
+  std::array<std::uint32_t, SeedWords> words{};
+#if defined(__linux__)
+  if (getrandom(words.data(), sizeof(words), 0) != static_cast<ssize_t>(sizeof(words)))
+#endif
+  {
+    std::random_device device;
+    std::generate(words.begin(), words.end(), std::ref(device));
+  }
   std::seed_seq seed(words.begin(), words.end());
   return std::mt19937_64(seed);
 }
