@@ -44,7 +44,7 @@ std::vector<double> RandomPose(const std::vector<JointDefinition>& chain, std::m
   return pose;
 }
 
-// Zero-pose frames of the robot: a link's world transform carries its zero-pose frame to its frame now.
+// Zero-pose frame of a robot link: its world transform carries this frame to the link's frame now.
 const gp_Trsf& RobotZero(size_t link)
 {
   static const std::vector<gp_Trsf> zero = Frames(Mechanisms::SixAxisRobot(), std::vector<double>(7, 0.0));
@@ -91,17 +91,12 @@ TEST(GenericEntity, RobotFrameMatchesIndependentProductForRandomValues)
   EXPECT_THROW(robot->GetCurJointTrsf(7), std::out_of_range);
 }
 
-TEST(GenericEntity, PartsToolAndWorkpieceFollowTheirLinks)
+TEST(GenericEntity, PartsAndMountedToolFollowTheirLinks)
 {
   const auto chain = Mechanisms::SixAxisRobot();
   auto robot = Mechanisms::BuildRobot();
-  auto positioner = Mechanisms::BuildPositioner();
   auto tool = Mechanisms::BuildTool();
-  auto part = Mechanisms::BuildPart();
   robot->SetChildEntity(0, tool.get());
-  positioner->SetChildEntity(0, part.get());
-  const gp_Trsf positionerPlace = Transforms::Translation(1500, 0, 0);
-  positioner->SetRootMdlTrsf(positionerPlace);
   std::mt19937 random(3);
   for (int trial = 0; trial < 10; ++trial)
   {
@@ -120,11 +115,6 @@ TEST(GenericEntity, PartsToolAndWorkpieceFollowTheirLinks)
     EXPECT_TRUE(Near(tool->GetRootMdlTrsf(), toolFrame));
     EXPECT_TRUE(Near(view ? tool->GetRootMdl()->Transformation() : tool->GetRootMdl()->GetCollisionTrsf(), toolFrame));
     EXPECT_TRUE(view || Near(tool->GetFixMdls().front()->GetCollisionTrsf(), toolFrame));
-
-    const std::vector<double> tilt{0.0, (trial * 25.0 - 120.0) * Deg, (trial * 70.0 - 300.0) * Deg};
-    ASSERT_TRUE(positioner->ForwardTrsf(tilt, view, true));
-    const gp_Trsf table = Frames(Mechanisms::TwoAxisPositioner(), tilt, positionerPlace).back();
-    EXPECT_TRUE(Near(part->GetRootMdlTrsf(), table * Transforms::Translation(0, 0, 40)));
   }
   EXPECT_TRUE(tool->HasParentMotionModel());
   EXPECT_FALSE(robot->HasParentMotionModel());
@@ -163,7 +153,6 @@ TEST(GenericEntity, LimitsAreCheckedOneMillionthInside)
   moved[2] = -0.5;
   EXPECT_TRUE(Near(robot->GetCurJointTrsf(6) * RobotZero(6), Frames(Mechanisms::SixAxisRobot(), moved).back()));
   EXPECT_DOUBLE_EQ(robot->GetCurrentValue(0)[2], 0.2) << "the current value vector is not written";
-  EXPECT_NEAR(robot->GetCurrentValueUi(0)[2], -0.5 / Deg, 1.0e-9);
   EXPECT_FALSE(robot->Forward(-1, 0.0, false));
   EXPECT_FALSE(robot->Forward(robot->EntityDof() - 1, 0.0, false));
   EXPECT_TRUE(robot->Forward(robot->EntityDof() - 2, 0.0, false));
@@ -173,18 +162,21 @@ TEST(GenericEntity, LimitsAreCheckedOneMillionthInside)
   EXPECT_NO_THROW(robot->GetLimit(0, 1.0));
 }
 
-TEST(GenericEntity, ForwardStopsAtALinkThatCannotMove)
+TEST(GenericEntity, ForwardStopsAtALinkThatCannotMoveAndCollectsModelsDownTheTree)
 {
   // The robot's first three links with a link whose axis was never derived slipped in after the turret.
-  const std::vector<std::shared_ptr<LinkRod>> links = Mechanisms::BuildRobot()->GetLinkRods();
+  auto robot = Mechanisms::BuildRobot();
+  const std::vector<std::shared_ptr<LinkRod>> links = robot->GetLinkRods();
   FixtureMechanism stopped("stopped", {});
   for (const auto& link : {links[0], links[1], std::make_shared<LinkRod>(), links[2]})
     stopped.AddNewLink(link);
   EXPECT_FALSE(stopped.Forward({0.0, 0.3, 0.7, 0.4}));
   EXPECT_DOUBLE_EQ(stopped.GetLink(2)->CurrentJointValue(), 0.7);
-  EXPECT_FALSE(gpHandle::IsSameTrsf(links[1]->GetWcs(), gp_Trsf(), 1.0e-9));
-  EXPECT_DOUBLE_EQ(links[2]->CurrentJointValue(), 0.0);
+  EXPECT_FALSE(Near(links[1]->GetWcs(), gp_Trsf()));
   EXPECT_TRUE(gpHandle::IsSameTrsf(links[2]->GetWcs(), gp_Trsf(), 0.0));
+  const auto below = robot->GetCollisionMdlsFromRootLink(robot->GetLink(4));
+  EXPECT_EQ(below, (std::vector<opencascade::handle<ShapeEntity>>{links[4]->GetSubMdls()[0], links[5]->GetSubMdls()[0],
+                                                                  links[6]->GetSubMdls()[0]}));
 }
 
 TEST(GenericEntity, StateCheckSkipsTheBaseLink)
@@ -272,7 +264,7 @@ TEST(GenericEntity, MovingTheBaseCarriesLinksAndChildren)
 TEST(GenericEntity, ResetGoesThroughEverySystemInOrderAndNewLinksZeroTheValues)
 {
   RecordingMechanism robot("robot", Mechanisms::SixAxisRobot());
-  robot.ChangeCurrentValue() = {0.0, 0.5, 0.5, 0.5, 0.5, 0.5, 0.5};
+  robot.ChangeCurrentValue() = std::vector<double>(7, 0.5);
   for (const unsigned long long system : {42, 7, 42})
     robot.AddSystem(system);
   ASSERT_TRUE(robot.Reset());
@@ -281,7 +273,6 @@ TEST(GenericEntity, ResetGoesThroughEverySystemInOrderAndNewLinksZeroTheValues)
   robot.ChangeCurrentValue() = std::vector<double>(7, 0.25);
   robot.AddNewLink(std::make_shared<LinkRod>());
   EXPECT_EQ(robot.GetCurrentValue(0), std::vector<double>(8, 0.0));
-  EXPECT_EQ(robot.GetResetValue(), std::vector<double>(8, 0.0));
 }
 
 TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
@@ -328,15 +319,4 @@ TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
   positioner->Link(0)->UpdateToAx1();
   EXPECT_TRUE(positioner->GetLink(0)->GetAx1().IsCoaxial(tiltAxis, 1e-12, 1e-9));
   EXPECT_THROW(positioner->RemoveLinkRod(elbow.get()), WorkpieceError);
-}
-
-TEST(GenericEntity, CollisionModelsOfALinkAndTheLinksBelow)
-{
-  auto robot = Mechanisms::BuildRobot();
-  const auto all = robot->GetCollisionMdlsFromRootLink(robot->GetLink(0));
-  ASSERT_EQ(all.size(), 7u);
-  for (size_t i = 0; i < all.size(); ++i)
-    EXPECT_EQ(all[i], robot->GetLink(i)->GetSubMdls()[0]);
-  EXPECT_EQ(robot->GetCollisionMdlsFromRootLink(robot->GetLink(4)).size(), 3u);
-  EXPECT_EQ(Mechanisms::BuildTool()->GetCollisionMdlsFromCurrentLink(nullptr).size(), 1u);
 }

