@@ -26,12 +26,6 @@ std::unique_ptr<FixtureMechanism> WithEndFlange(const char* name, const std::vec
   return mechanism;
 }
 
-std::unique_ptr<FixtureMechanism> Fixed(const char* name, const TopoDS_Shape& body)
-{
-  auto fixed = std::make_unique<FixtureMechanism>(name, std::vector<JointDefinition>{});
-  fixed->AddFixPart(body);
-  return fixed;
-}
 } // namespace
 
 std::vector<JointDefinition> Mechanisms::SixAxisRobot()
@@ -69,12 +63,9 @@ std::unique_ptr<FixtureMechanism> Mechanisms::BuildPositioner()
 
 std::unique_ptr<FixtureMechanism> Mechanisms::BuildTool()
 {
-  return Fixed("torch", Solids::Cylinder(15, 300));
-}
-
-std::unique_ptr<FixtureMechanism> Mechanisms::BuildPart()
-{
-  return Fixed("part", Solids::Box(400, 200, 100));
+  auto tool = std::make_unique<FixtureMechanism>("torch", std::vector<JointDefinition>{});
+  tool->AddFixPart(Solids::Cylinder(15, 300));
+  return tool;
 }
 
 std::vector<gp_Trsf> Mechanisms::LinkFrames(const std::vector<JointDefinition>& chain, const std::vector<double>& values)

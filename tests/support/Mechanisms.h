@@ -22,8 +22,6 @@ public:
   static std::unique_ptr<FixtureMechanism> BuildPositioner();
   // A welding torch without joints: a 300 mm cylinder along its own Z.
   static std::unique_ptr<FixtureMechanism> BuildTool();
-  // A part without joints: a 400 × 200 × 100 box on its own origin.
-  static std::unique_ptr<FixtureMechanism> BuildPart();
   // Frame of every link at the given joint values (radians / mm, one per link), computed as the
   // product of center frames and joint motions in each link's own frame.
   static std::vector<gp_Trsf> LinkFrames(const std::vector<JointDefinition>& chain, const std::vector<double>& values);

@@ -15,7 +15,8 @@
 #include <BRepBndLib.hxx>
 #include <BRep_Builder.hxx>
 #include <Bnd_Box.hxx>
-#include <TopExp_Explorer.hxx>
+#include <TopExp.hxx>
+#include <TopTools_IndexedMapOfShape.hxx>
 #include <TopoDS_Compound.hxx>
 
 #include <gtest/gtest.h>
@@ -35,14 +36,6 @@ public:
   using Entity::CheckSameShps;
   using Entity::IsLoadMeshModel;
 };
-
-int CountSolids(const TopoDS_Shape& shape)
-{
-  int solids = 0;
-  for (TopExp_Explorer ex(shape, TopAbs_SOLID); ex.More(); ex.Next())
-    ++solids;
-  return solids;
-}
 } // namespace
 
 TEST(Entity, SavesAndLoadsItsDisplayTreeWithColoursPlacementsAndIds)
@@ -59,13 +52,9 @@ TEST(Entity, SavesAndLoadsItsDisplayTreeWithColoursPlacementsAndIds)
   EXPECT_TRUE(gpHandle::IsSameTrsf(root->LocalTransformation(), placement, Tol)) << "the save keeps the placement";
   const std::string path = "entity/" + root->GetId().ToString() + ".json";
   EXPECT_EQ(json["ShapeEntityPath"].asString(), path);
-  EXPECT_EQ(json["HashID"].asUInt64(), ViewShape::HashIndexOf(root->GetId()));
   ASSERT_EQ(json["SubID"].size(), 3u);
   for (Json::ArrayIndex i = 0; i < 3; ++i)
-  {
     EXPECT_EQ(entity.GetPart(json["SubID"][i]["Index"].asUInt64())->GetId().ToString(), json["SubID"][i]["ID"].asString());
-    EXPECT_TRUE(i == 0 || json["SubID"][i - 1]["Index"].asUInt64() < json["SubID"][i]["Index"].asUInt64());
-  }
   const Json::Value file = DataHandle::LoadJson(dir + path);
   EXPECT_TRUE(gpHandle::IsSameTrsf(DataHandle::JsonArrToTrsf(file["trsf"]), gp_Trsf(), Tol))
     << "the file holds the tree in the entity's own frame";
@@ -77,17 +66,11 @@ TEST(Entity, SavesAndLoadsItsDisplayTreeWithColoursPlacementsAndIds)
   ASSERT_FALSE(loaded.GetRootMdl().IsNull());
   EXPECT_EQ(loaded.GetRootMdlID(), root->GetId());
   EXPECT_EQ(loaded.GetRootMdlPrimitiveID(), root->GetPrimitiveId());
-  EXPECT_EQ(loaded.GetName(), "cell");
-  ASSERT_EQ(loaded.GetSubMdls().size(), 3u);
+  EXPECT_EQ(loaded.GetHashIndex(), entity.GetHashIndex());
   for (const auto& [index, part] : entity.GetSubMdls())
-  {
-    const Handle(ShapeEntity) back = loaded.GetPart(index);
-    EXPECT_EQ(back->GetId(), part->GetId());
-    EXPECT_TRUE(gpHandle::IsSameTrsf(back->LocalTransformation(), part->LocalTransformation(), Tol));
-    EXPECT_TRUE(back->GetColor().IsEqual(part->GetColor()));
-  }
+    EXPECT_TRUE(gpHandle::IsSameTrsf(loaded.GetPart(index)->LocalTransformation(), part->LocalTransformation(), Tol));
   EXPECT_EQ(ViewShapeUtil::ExportToJson(loaded.GetRootMdl(), true).toStyledString(), file.toStyledString())
-    << "saving the loaded tree writes the same file, painted faces included";
+    << "saving the loaded tree writes the same file, ids and painted faces included";
 
   OpenEntity bare;
   bare.SetRootMdl(new ShapeEntity(Solids::Box(1, 1, 1), Uuid::CreateUuid()));
@@ -143,12 +126,10 @@ TEST(Entity, HashIndexPartLookupAndHide)
   EXPECT_EQ(entity.GetHashIndex(), first) << "cached once computed";
   entity.SetHashIndex(7);
   EXPECT_EQ(root->GetHashIndex(), 7u);
-
   EXPECT_EQ(entity.GetPart(0), root);
   const std::string key = "map传入key错误，数据不在范围内";
-  for (const auto& call : std::vector<std::function<void()>>{[&] { entity.GetPart(12345); },
-                                                             [&] { entity.RemoveSubMdl(12345); },
-                                                             [&] { entity.Hide(99); }})
+  for (const auto& call : std::vector<std::function<void()>>{
+         [&] { entity.GetPart(12345); }, [&] { entity.RemoveSubMdl(12345); }, [&] { entity.Hide(99); }})
   {
     LogCapture log;
     try
@@ -163,18 +144,20 @@ TEST(Entity, HashIndexPartLookupAndHide)
     EXPECT_TRUE(log.Contains(5, key, "Entity::GetPart"));
   }
 
-  // Detaching and attaching keep the part's world placement.
-  Handle(ShapeEntity) part = Handle(ShapeEntity)::DownCast(root->GetAllSubViewShapes()[0]);
-  const gp_Trsf world = part->Transformation();
-  EXPECT_EQ(entity.RemoveSubMdl(part->GetHashIndex()), part);
-  EXPECT_EQ(root->ChildCount(), 1);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(part->Transformation(), world, Tol));
-  root->SetLocalTransformation(ViewTrees::Placement(0, 0, 10, 0));
-  entity.AddSubMdl(part);
-  EXPECT_EQ(entity.GetPart(part->GetHashIndex()), part);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(part->Transformation(), world, Tol));
+  // A second tree keeps the parts of the first; a display child that is no part is kept as null.
+  Handle(ShapeEntity) second = ViewTrees::BoxTree(1);
+  const Handle(ViewShape) plain = new ViewShape(Solids::Box(1, 1, 1), Uuid::CreateUuid());
+  second->AddShapeListToAISChilde({plain});
+  const auto firstParts = entity.GetSubMdls();
+  entity.SetRootMdl(second);
+  EXPECT_EQ(entity.GetSubMdls().size(), 4u);
+  for (const auto& [index, part] : firstParts)
+    EXPECT_EQ(entity.GetPart(index), part);
+  EXPECT_TRUE(entity.GetPart(plain->GetHashIndex()).IsNull());
+  entity.Hide(plain->GetHashIndex());
 
   // Hide toggles the display and the taking part in collision checks.
+  const Handle(ShapeEntity) part = firstParts.begin()->second;
   CADView view;
   part->SetCADView(&view);
   part->Display();
@@ -186,46 +169,22 @@ TEST(Entity, HashIndexPartLookupAndHide)
   part->RemoveFromView();
 }
 
-TEST(Entity, RegistryKeepsEarlierEntriesAndNonPartChildren)
-{
-  OpenEntity entity;
-  entity.SetRootMdl(ViewTrees::BoxTree(2));
-  const auto firstParts = entity.GetSubMdls();
-  Handle(ShapeEntity) second = ViewTrees::BoxTree(1);
-  const Handle(ViewShape) plain = new ViewShape(Solids::Box(1, 1, 1), Uuid::CreateUuid());
-  second->AddShapeListToAISChilde({plain});
-  entity.SetRootMdl(second);
-  EXPECT_EQ(entity.GetSubMdls().size(), 4u);
-  for (const auto& [index, part] : firstParts)
-    EXPECT_EQ(entity.GetPart(index), part);
-  EXPECT_TRUE(entity.GetPart(plain->GetHashIndex()).IsNull()) << "a display child that is no part is kept as null";
-  entity.Hide(plain->GetHashIndex());
-}
-
 TEST(Entity, SameShapeBodiesAreCopiedForLaterParts)
 {
   const TopoDS_Shape box = Solids::Box(3, 3, 3);
   Handle(ShapeEntity) root = new ShapeEntity(TopoDS_Shape(), Uuid::CreateUuid());
-  std::vector<Handle(ViewShape)> parts;
   for (int i = 0; i < 3; ++i)
-    parts.push_back(new ShapeEntity(box.Moved(TopLoc_Location(ViewTrees::Placement(10 * i, 0, 0, 0))), Uuid::CreateUuid()));
-  root->AddShapeListToAISChilde(parts);
+    root->AddShapeListToAISChilde({new ShapeEntity(box.Moved(TopLoc_Location(ViewTrees::Placement(10 * i, 0, 0, 0))), Uuid::CreateUuid())});
   OpenEntity entity;
   entity.SetRootMdl(root);
-  std::vector<TopoDS_Shape> before;
-  for (const auto& [index, part] : entity.GetSubMdls())
-    before.push_back(part->GetEntityShape());
+  const TopoDS_Shape first = entity.GetSubMdls().begin()->second->GetEntityShape();
   entity.CheckSameShps();
+  EXPECT_TRUE(entity.GetSubMdls().begin()->second->GetEntityShape().IsEqual(first)) << "the lowest index keeps its body";
   std::set<const TopoDS_TShape*> bodies;
-  std::size_t i = 0;
   for (const auto& [index, part] : entity.GetSubMdls())
   {
-    const TopoDS_Shape& now = part->GetEntityShape();
-    EXPECT_TRUE(bodies.insert(now.TShape().get()).second) << "no two parts share a body";
-    EXPECT_TRUE(i > 0 || now.IsEqual(before[i])) << "the first part (lowest index) keeps its body";
-    EXPECT_TRUE(now.Location().IsEqual(before[i].Location()));
-    EXPECT_NEAR(ShapeHandle::GetAreaOrVol(now), 27.0, 1e-9);
-    ++i;
+    EXPECT_TRUE(bodies.insert(part->GetEntityShape().TShape().get()).second) << "no two parts share a body";
+    EXPECT_NEAR(ShapeHandle::GetAreaOrVol(part->GetEntityShape()), 27.0, 1e-9);
   }
 }
 
@@ -280,7 +239,9 @@ TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
     entity.SetEntityShape(root);
     hash = entity.GetHashIndex();
     EXPECT_TRUE(log.Messages().empty());
-    EXPECT_EQ(CountSolids(part->GetEntityShape()), solids) << smallVolume;
+    TopTools_IndexedMapOfShape kept;
+    TopExp::MapShapes(part->GetEntityShape(), TopAbs_SOLID, kept);
+    EXPECT_EQ(kept.Extent(), solids) << smallVolume;
     EXPECT_TRUE(part->GetEntityShape().Location().IsEqual(bodies.Location())) << "the mirrored placement is kept";
     Bnd_Box box;
     BRepBndLib::Add(part->GetEntityShape(), box);

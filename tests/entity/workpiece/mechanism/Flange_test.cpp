@@ -1,6 +1,7 @@
 #include "support/Mechanisms.h"
 #include "support/Transforms.h"
 
+#include <cadtools/DataHandle.h>
 #include <cadtools/gpHandle.h>
 
 #include <gtest/gtest.h>
@@ -12,22 +13,13 @@
 static_assert(!std::is_copy_constructible_v<Flange> && !std::is_copy_assignable_v<Flange>);
 static_assert(!std::is_copy_constructible_v<LinkRod> && !std::is_copy_assignable_v<LinkRod>);
 static_assert(!std::is_copy_constructible_v<GenericEntity> && !std::is_copy_assignable_v<GenericEntity>);
-static_assert(!std::is_copy_constructible_v<Entity> && !std::is_copy_assignable_v<Entity>);
-
-namespace
-{
-constexpr double Tol = 1.0e-9;
-}
 
 TEST(Flange, JsonFormAndMovingTheMountedEntity)
 {
   const Json::Value plain = Flange().ToJson();
   EXPECT_EQ(plain["link_rod_index"].asUInt64(), 0u);
   EXPECT_EQ(plain["child_entity"].asString(), "");
-  ASSERT_EQ(plain["flange_ocs"].size(), 6u);
-  for (const Json::Value& number : plain["flange_ocs"])
-    EXPECT_EQ(number.asDouble(), 0.0);
-
+  EXPECT_EQ(plain["flange_ocs"].toStyledString(), DataHandle::TrsfToJsonSix(gp_Trsf()).toStyledString());
   auto robot = Mechanisms::BuildRobot();
   auto tool = Mechanisms::BuildTool();
   robot->SetChildEntity(0, tool.get());
@@ -38,26 +30,24 @@ TEST(Flange, JsonFormAndMovingTheMountedEntity)
   EXPECT_EQ(read.GetLinkRodIndex(), robot->GetLink(6)->GetLinkHashIndex());
   EXPECT_EQ(read.GetLinkRod(), nullptr);
   EXPECT_EQ(read.GetChildEntityId(), tool->GetRootMdlID());
-  EXPECT_TRUE(gpHandle::IsSameTrsf(read.GetTrsf(), seat.GetTrsf(), Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(read.GetTrsf(), seat.GetTrsf(), 1e-9));
   EXPECT_EQ(read.ToJson()["child_entity"].asString(), "") << "written from the installed entity, not the stored id";
 
   ASSERT_TRUE(robot->ForwardTrsf({0.0, 0.2, -0.3, 0.4, 0.5, -0.6, 0.7}, false, true));
   const gp_Trsf moved = seat.GetTrsf() * Transforms::Translation(0, 0, 35);
   seat.ChangeTrsf(moved);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdlTrsf(), robot->GetLink(6)->GetWcs() * moved, Tol));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdl()->Transformation(), robot->GetFlangeWCS(0), Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdlTrsf(), robot->GetLink(6)->GetWcs() * moved, 1e-9));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdl()->Transformation(), robot->GetFlangeWCS(0), 1e-9));
 }
 
 TEST(Flange, InstallingAndFreeing)
 {
   auto positioner = Mechanisms::BuildPositioner();
-  auto part = Mechanisms::BuildPart();
-  auto other = Mechanisms::BuildPart();
+  auto part = Mechanisms::BuildTool();
+  auto other = Mechanisms::BuildTool();
   positioner->AddFlange(0, Transforms::Translation(0, 500, 0));
   positioner->SetChildEntity(1, part.get());
-  EXPECT_EQ(part->GetParentEntity(), positioner.get());
   EXPECT_EQ(part->GetParentFlangeIndex(), 1);
-
   // A flange outside the parent's list gives the index -1; freeing a free flange touches nobody.
   Flange loose;
   loose.SetInstalledEntity(other.get(), positioner.get());
@@ -69,12 +59,9 @@ TEST(Flange, InstallingAndFreeing)
   EXPECT_EQ(part->GetParentEntity(), positioner.get());
 
   // A mounted entity that goes first leaves its flange free.
-  auto brief = Mechanisms::BuildPart();
-  positioner->SetChildEntity(0, brief.get());
-  brief.reset();
+  positioner->SetChildEntity(0, other.get());
+  other.reset();
   EXPECT_EQ(positioner->GetFlangeByIndex(0)->GetEntity(), nullptr);
-  EXPECT_TRUE(positioner->ForwardTrsf({0.0, 0.5, 0.5}, false, true));
-
   // A mechanism that goes first frees what is mounted on it, leaving it where it was.
   ASSERT_TRUE(positioner->ForwardTrsf({0.0, 0.2, 0.2}, false, true));
   const gp_Trsf placed = part->GetRootMdlTrsf();
@@ -82,5 +69,5 @@ TEST(Flange, InstallingAndFreeing)
   EXPECT_EQ(part->GetParentEntity(), nullptr);
   EXPECT_EQ(part->GetParentFlangeIndex(), -1);
   EXPECT_TRUE(gpHandle::IsSameTrsf(part->GetRootMdlTrsf(), placed, 0.0));
-  EXPECT_FALSE(gpHandle::IsSameTrsf(placed, gp_Trsf(), Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(placed, Transforms::Translation(0, 500, 0), 1e-9));
 }
