@@ -24,17 +24,6 @@ bool Near(const gp_Trsf& a, const gp_Trsf& b)
   return gpHandle::IsSameTrsf(a, b, 1.0e-7);
 }
 
-// Frames of every link, as the product of each link's center frame and joint motion in its own
-// frame (an independent formulation of the mechanism's product of axis motions), placed by `root`.
-std::vector<gp_Trsf> Frames(const std::vector<JointDefinition>& chain, const std::vector<double>& values,
-                            const gp_Trsf& root = gp_Trsf())
-{
-  std::vector<gp_Trsf> frames = Mechanisms::LinkFrames(chain, values);
-  for (gp_Trsf& frame : frames)
-    frame = root * frame;
-  return frames;
-}
-
 // Random in-limit values, one per link (the base slide stays at 0).
 std::vector<double> RandomPose(const std::vector<JointDefinition>& chain, std::mt19937& random)
 {
@@ -45,9 +34,11 @@ std::vector<double> RandomPose(const std::vector<JointDefinition>& chain, std::m
 }
 
 // Zero-pose frame of a robot link: its world transform carries this frame to the link's frame now.
+// The frames of the fixture chain, products of each link's center frame and joint motion in its own
+// frame, are an independent formulation of the mechanism's product of axis motions.
 const gp_Trsf& RobotZero(size_t link)
 {
-  static const std::vector<gp_Trsf> zero = Frames(Mechanisms::SixAxisRobot(), std::vector<double>(7, 0.0));
+  static const std::vector<gp_Trsf> zero = Mechanisms::LinkFrames(Mechanisms::SixAxisRobot(), std::vector<double>(7, 0.0));
   return zero[link];
 }
 
@@ -82,10 +73,10 @@ TEST(GenericEntity, RobotFrameMatchesIndependentProductForRandomValues)
   {
     const std::vector<double> pose = RandomPose(chain, random);
     ASSERT_TRUE(robot->Forward(pose));
-    const std::vector<gp_Trsf> expected = Frames(chain, pose, placed);
+    const std::vector<gp_Trsf> expected = Mechanisms::LinkFrames(chain, pose);
     for (size_t i = 0; i < chain.size(); ++i)
-      EXPECT_TRUE(Near(robot->GetCurJointTrsf(i) * RobotZero(i), expected[i])) << "link " << i << " trial " << trial;
-    EXPECT_TRUE(Near(robot->GetFlangeWCS(0), expected.back() * Transforms::Translation(0, 0, 20)));
+      EXPECT_TRUE(Near(robot->GetCurJointTrsf(i) * RobotZero(i), placed * expected[i])) << "link " << i << " trial " << trial;
+    EXPECT_TRUE(Near(robot->GetFlangeWCS(0), placed * expected.back() * Transforms::Translation(0, 0, 20)));
   }
   EXPECT_EQ(robot->GetEndLink(0), robot->GetLink(6));
   EXPECT_THROW(robot->GetCurJointTrsf(7), std::out_of_range);
@@ -104,7 +95,7 @@ TEST(GenericEntity, PartsAndMountedToolFollowTheirLinks)
     const bool view = trial % 2 == 0;
     const std::vector<double> pose = RandomPose(chain, random);
     ASSERT_TRUE(robot->ForwardTrsf(pose, view, true));
-    const std::vector<gp_Trsf> frames = Frames(chain, pose);
+    const std::vector<gp_Trsf> frames = Mechanisms::LinkFrames(chain, pose);
     for (size_t i = 0; i < robot->GetLinkSize(); ++i)
     {
       const auto& model = robot->GetLink(i)->GetSubMdls().front();
@@ -116,8 +107,7 @@ TEST(GenericEntity, PartsAndMountedToolFollowTheirLinks)
     EXPECT_TRUE(Near(view ? tool->GetRootMdl()->Transformation() : tool->GetRootMdl()->GetCollisionTrsf(), toolFrame));
     EXPECT_TRUE(view || Near(tool->GetFixMdls().front()->GetCollisionTrsf(), toolFrame));
   }
-  EXPECT_TRUE(tool->HasParentMotionModel());
-  EXPECT_FALSE(robot->HasParentMotionModel());
+  EXPECT_TRUE(tool->HasParentMotionModel() && !robot->HasParentMotionModel());
   EXPECT_TRUE(Near(tool->GetParentEntityTrsf(), robot->GetLink(6)->GetWcs()));
 }
 
@@ -143,7 +133,6 @@ TEST(GenericEntity, LimitsAreCheckedOneMillionthInside)
     robot->ForwardTrsf(pose, false, true);
   }
   EXPECT_FALSE(robot->IsInLimit(std::vector<double>(6, 0.0), 0, 0.0)) << "one value short";
-  EXPECT_FALSE(robot->ForwardTrsfWithValue({}, false, false));
 
   // Forward(index) names the link after the base: index 1 is the lower arm; the last index names none.
   EXPECT_FALSE(robot->Forward(1, upper, true));
@@ -151,11 +140,9 @@ TEST(GenericEntity, LimitsAreCheckedOneMillionthInside)
   ASSERT_TRUE(robot->Forward(1, -0.5, true));
   std::vector<double> moved = pose;
   moved[2] = -0.5;
-  EXPECT_TRUE(Near(robot->GetCurJointTrsf(6) * RobotZero(6), Frames(Mechanisms::SixAxisRobot(), moved).back()));
+  EXPECT_TRUE(Near(robot->GetCurJointTrsf(6) * RobotZero(6), Mechanisms::LinkFrames(Mechanisms::SixAxisRobot(), moved).back()));
   EXPECT_DOUBLE_EQ(robot->GetCurrentValue(0)[2], 0.2) << "the current value vector is not written";
-  EXPECT_FALSE(robot->Forward(-1, 0.0, false));
-  EXPECT_FALSE(robot->Forward(robot->EntityDof() - 1, 0.0, false));
-  EXPECT_TRUE(robot->Forward(robot->EntityDof() - 2, 0.0, false));
+  EXPECT_FALSE(robot->Forward(-1, 0.0, false) || robot->Forward(robot->EntityDof() - 1, 0.0, false));
 
   // Ranges narrowed by the tolerance; a tolerance of half the base slide's 2 mm still leaves a point.
   EXPECT_NEAR(robot->GetLimit(0, 0.01)[2].second, upper - 0.01, 1.0e-12);
@@ -175,8 +162,7 @@ TEST(GenericEntity, ForwardStopsAtALinkThatCannotMoveAndCollectsModelsDownTheTre
   EXPECT_FALSE(Near(links[1]->GetWcs(), gp_Trsf()));
   EXPECT_TRUE(gpHandle::IsSameTrsf(links[2]->GetWcs(), gp_Trsf(), 0.0));
   const auto below = robot->GetCollisionMdlsFromRootLink(robot->GetLink(4));
-  EXPECT_EQ(below, (std::vector<opencascade::handle<ShapeEntity>>{links[4]->GetSubMdls()[0], links[5]->GetSubMdls()[0],
-                                                                  links[6]->GetSubMdls()[0]}));
+  EXPECT_EQ(below, (std::vector{links[4]->GetSubMdls()[0], links[5]->GetSubMdls()[0], links[6]->GetSubMdls()[0]}));
 }
 
 TEST(GenericEntity, StateCheckSkipsTheBaseLink)
@@ -198,8 +184,6 @@ TEST(GenericEntity, StateCheckSkipsTheBaseLink)
          {{0.2, 0.3}, {true, {0.2, 0.3}}},
          {{0.2, 90 * Deg + 1e-5}, {false, {}}}})
     EXPECT_EQ(mechanism.CheckAndAjustStateByLimit(state), expected) << state.size() << " " << state[0];
-  // The fixture robot is configured with axis types, which this check does not examine.
-  EXPECT_FALSE(std::get<0>(Mechanisms::BuildRobot()->CheckAndAjustStateByLimit(std::vector<double>(6, 0.0))));
 }
 
 TEST(GenericEntity, FailuresLogAndThrow)
@@ -229,25 +213,19 @@ TEST(GenericEntity, FailuresLogAndThrow)
     EXPECT_TRUE(log.Contains(5, message, function)) << function;
   }
   EXPECT_THROW(robot->SetChildEntity(5, nullptr), std::out_of_range);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(robot->GetFlangeWCS(-1), gp_Trsf(), 0.0));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(robot->GetFlangeWCS(1), gp_Trsf(), 0.0));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(robot->GetFlangeWCS(-1), gp_Trsf(), 0.0) && gpHandle::IsSameTrsf(robot->GetFlangeWCS(1), gp_Trsf(), 0.0));
 }
 
 TEST(GenericEntity, MovingTheBaseCarriesLinksAndChildren)
 {
   const gp_Trsf step = Transforms::Translation(10, 20, 30) * Transforms::Rotation(gp::DY(), 12);
-  auto twice = Mechanisms::BuildRobot();
-  auto once = Mechanisms::BuildRobot();
-  twice->TransformedBy(step);
-  twice->TransformedBy(step);
-  once->TransformedBy(step * step);
-  EXPECT_TRUE(Near(twice->GetRootMdl()->GetCollisionTrsf(), once->GetRootMdlTrsf()));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(twice->GetRootMdl()->LocalTransformation(), gp_Trsf(), 0.0)) << "no display update";
-
   auto robot = Mechanisms::BuildRobot();
   auto tool = Mechanisms::BuildTool();
   robot->SetChildEntity(0, tool.get());
   ASSERT_TRUE(robot->ForwardTrsf({0.0, 0.3, 0.2, 0.1, 0.4, 0.5, 0.6}, false, true));
+  robot->TransformedBy(step);
+  EXPECT_TRUE(Near(robot->GetRootMdl()->GetCollisionTrsf(), step));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(robot->GetRootMdl()->LocalTransformation(), gp_Trsf(), 0.0)) << "no display update";
   robot->ChangeLocation(step);
   EXPECT_TRUE(Near(robot->GetRootMdl()->LocalTransformation(), step));
   EXPECT_TRUE(Near(robot->GetLink(0)->GetWcs(), step));
@@ -292,8 +270,7 @@ TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
   LinkRod* forearm = robot.GetLink(3);
   EXPECT_EQ(forearm->GetParentLinkRod(), lowerArm);
   EXPECT_EQ(lowerArm->GetSubLink(0), forearm);
-  EXPECT_EQ(robot.GetFlangeByIndex(0)->GetLinkRod(), lowerArm);
-  EXPECT_EQ(robot.GetFlangeByIndex(0)->GetLinkRodIndex(), lowerArm->GetLinkHashIndex());
+  EXPECT_TRUE(robot.GetFlangeByIndex(0)->GetLinkRod() == lowerArm && robot.GetFlangeByIndex(0)->GetLinkRodIndex() == lowerArm->GetLinkHashIndex());
   EXPECT_EQ(robot.GetEndLink(0), robot.GetLink(5));
   // The child's frame now hangs on the lower arm: deriving its axis again gives the same one.
   robot.Link(3)->AxisRangeValueToDegree();
@@ -303,7 +280,7 @@ TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
   std::mt19937 random(7);
   std::vector<double> pose = RandomPose(chain, random);
   pose[3] = 0.0;
-  const std::vector<gp_Trsf> expected = Frames(chain, pose);
+  const std::vector<gp_Trsf> expected = Mechanisms::LinkFrames(chain, pose);
   pose.erase(pose.begin() + 3);
   ASSERT_TRUE(robot.ForwardTrsf(pose, false, true));
   for (size_t i = 0; i < 6; ++i)
@@ -313,8 +290,7 @@ TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
   auto positioner = Mechanisms::BuildPositioner();
   const gp_Ax1 tiltAxis = positioner->GetLink(1)->GetAx1();
   positioner->RemoveLinkRod(positioner->GetLink(0));
-  EXPECT_EQ(positioner->GetRootLink(0), positioner->GetLink(0));
-  EXPECT_TRUE(positioner->GetLink(0)->IsBase());
+  EXPECT_TRUE(positioner->GetRootLink(0) == positioner->GetLink(0) && positioner->GetLink(0)->IsBase());
   positioner->Link(0)->AxisRangeValueToDegree();
   positioner->Link(0)->UpdateToAx1();
   EXPECT_TRUE(positioner->GetLink(0)->GetAx1().IsCoaxial(tiltAxis, 1e-12, 1e-9));
