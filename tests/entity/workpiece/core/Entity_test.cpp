@@ -38,7 +38,7 @@ public:
 };
 } // namespace
 
-TEST(Entity, SavesAndLoadsItsDisplayTreeWithColoursPlacementsAndIds)
+TEST(Entity, SavesAndLoadsItsDisplayTreeAndReportsFailedLoads)
 {
   const std::string dir = ViewTrees::TempDir("entity");
   OpenEntity entity;
@@ -47,71 +47,48 @@ TEST(Entity, SavesAndLoadsItsDisplayTreeWithColoursPlacementsAndIds)
   entity.SetEntityShape(root);
   const gp_Trsf placement = ViewTrees::Placement(500, -20, 7, 33);
   entity.SetRootMdlTrsf(placement);
-
-  const Json::Value json = entity.ToJson(dir);
+  Json::Value json = entity.ToJson(dir);
   EXPECT_TRUE(gpHandle::IsSameTrsf(root->LocalTransformation(), placement, Tol)) << "the save keeps the placement";
   const std::string path = "entity/" + root->GetId().ToString() + ".json";
   EXPECT_EQ(json["ShapeEntityPath"].asString(), path);
   ASSERT_EQ(json["SubID"].size(), 3u);
   for (Json::ArrayIndex i = 0; i < 3; ++i)
     EXPECT_EQ(entity.GetPart(json["SubID"][i]["Index"].asUInt64())->GetId().ToString(), json["SubID"][i]["ID"].asString());
-  const Json::Value file = DataHandle::LoadJson(dir + path);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(DataHandle::JsonArrToTrsf(file["trsf"]), gp_Trsf(), Tol))
-    << "the file holds the tree in the entity's own frame";
+  Json::Value file = DataHandle::LoadJson(dir + path);
+  EXPECT_TRUE(gpHandle::IsSameTrsf(DataHandle::JsonArrToTrsf(file["trsf"]), gp_Trsf(), Tol)) << "saved in the own frame";
 
-  Json::Value stored = json;
-  stored["ShapeEntityPath"] = dir + path;
+  json["ShapeEntityPath"] = dir + path;
   OpenEntity loaded;
-  loaded.LoadFromJson(stored);
+  loaded.LoadFromJson(json);
   ASSERT_FALSE(loaded.GetRootMdl().IsNull());
-  EXPECT_EQ(loaded.GetRootMdlID(), root->GetId());
   EXPECT_EQ(loaded.GetRootMdlPrimitiveID(), root->GetPrimitiveId());
   EXPECT_EQ(loaded.GetHashIndex(), entity.GetHashIndex());
-  for (const auto& [index, part] : entity.GetSubMdls())
-    EXPECT_TRUE(gpHandle::IsSameTrsf(loaded.GetPart(index)->LocalTransformation(), part->LocalTransformation(), Tol));
   EXPECT_EQ(ViewShapeUtil::ExportToJson(loaded.GetRootMdl(), true).toStyledString(), file.toStyledString())
-    << "saving the loaded tree writes the same file, ids and painted faces included";
+    << "saving the loaded tree writes the same file: ids, placements and painted faces";
+
+  // A missing or truncated file is reported, and the rest of the object is not applied.
+  const std::string brep = file["childs"][1]["data"].asString();
+  file["childs"][1]["data"] = brep.substr(0, brep.size() / 2);
+  ASSERT_TRUE(DataHandle::SaveJson(file, dir + "truncated.json"));
+  json["Name"] = "renamed";
+  for (const std::string& bad : {dir + "missing.json", dir + "truncated.json"})
+  {
+    json["ShapeEntityPath"] = bad;
+    const auto parts = loaded.GetSubMdls();
+    LogCapture log;
+    loaded.LoadFromJson(json);
+    EXPECT_TRUE(log.Contains(4, "模型实体加载错误", "Entity::LoadFromJson")) << bad;
+    EXPECT_EQ(loaded.GetSubMdls(), parts);
+    EXPECT_EQ(loaded.GetName(), "cell");
+  }
+  json.removeMember("ShapeEntityPath");
+  loaded.LoadFromJson(json);
+  EXPECT_EQ(loaded.GetName(), "renamed") << "without a file the identity is applied to the root there is";
 
   OpenEntity bare;
   bare.SetRootMdl(new ShapeEntity(Solids::Box(1, 1, 1), Uuid::CreateUuid()));
   const Json::Value plain = bare.ToJson("");
-  EXPECT_FALSE(plain.isMember("ShapeEntityPath"));
-  EXPECT_TRUE(plain.isMember("SubID") && plain["SubID"].isNull());
-  std::filesystem::remove_all(dir);
-}
-
-TEST(Entity, FailedLoadsAreReportedAndChangeNothing)
-{
-  const std::string dir = ViewTrees::TempDir("entity-bad");
-  OpenEntity entity;
-  entity.SetEntityShape(ViewTrees::BoxTree(2));
-  Json::Value json = entity.ToJson(dir);
-  Json::Value document = DataHandle::LoadJson(dir + json["ShapeEntityPath"].asString());
-  const std::string brep = document["childs"][1]["data"].asString();
-  document["childs"][1]["data"] = brep.substr(0, brep.size() / 2);
-  ASSERT_TRUE(DataHandle::SaveJson(document, dir + "truncated.json"));
-
-  for (const std::string& path : {dir + "missing.json", dir + "truncated.json"})
-  {
-    OpenEntity target;
-    target.SetEntityShape(ViewTrees::BoxTree(1));
-    const Handle(ViewShape) before = target.GetRootMdl();
-    const auto parts = target.GetSubMdls();
-    Json::Value stored = json;
-    stored["ShapeEntityPath"] = path;
-    stored["Name"] = "renamed";
-    LogCapture log;
-    target.LoadFromJson(stored);
-    EXPECT_TRUE(log.Contains(4, "模型实体加载错误", "Entity::LoadFromJson")) << path;
-    EXPECT_EQ(target.GetRootMdl(), before);
-    EXPECT_EQ(target.GetSubMdls(), parts);
-    EXPECT_EQ(target.GetName(), "cell") << "the rest of the object is not applied";
-  }
-  // Without a file the identity is applied to the root there is.
-  json.removeMember("ShapeEntityPath");
-  json["Name"] = "renamed";
-  entity.LoadFromJson(json);
-  EXPECT_EQ(entity.GetName(), "renamed");
+  EXPECT_TRUE(!plain.isMember("ShapeEntityPath") && plain.isMember("SubID") && plain["SubID"].isNull());
   std::filesystem::remove_all(dir);
 }
 
@@ -169,34 +146,29 @@ TEST(Entity, HashIndexPartLookupAndHide)
   part->RemoveFromView();
 }
 
-TEST(Entity, SameShapeBodiesAreCopiedForLaterParts)
+TEST(Entity, SameBodiesAreCopiedColoursMergedAndMeshLeavesFound)
 {
   const TopoDS_Shape box = Solids::Box(3, 3, 3);
-  Handle(ShapeEntity) root = new ShapeEntity(TopoDS_Shape(), Uuid::CreateUuid());
-  for (int i = 0; i < 3; ++i)
+  Handle(ShapeEntity) root = ViewTrees::BoxTree(2);
+  for (int i = 0; i < 2; ++i)
     root->AddShapeListToAISChilde({new ShapeEntity(box.Moved(TopLoc_Location(ViewTrees::Placement(10 * i, 0, 0, 0))), Uuid::CreateUuid())});
   OpenEntity entity;
   entity.SetRootMdl(root);
-  const TopoDS_Shape first = entity.GetSubMdls().begin()->second->GetEntityShape();
-  entity.CheckSameShps();
-  EXPECT_TRUE(entity.GetSubMdls().begin()->second->GetEntityShape().IsEqual(first)) << "the lowest index keeps its body";
-  std::set<const TopoDS_TShape*> bodies;
+  std::set<const TopoDS_TShape*> before;
   for (const auto& [index, part] : entity.GetSubMdls())
-  {
-    EXPECT_TRUE(bodies.insert(part->GetEntityShape().TShape().get()).second) << "no two parts share a body";
-    EXPECT_NEAR(ShapeHandle::GetAreaOrVol(part->GetEntityShape()), 27.0, 1e-9);
-  }
-}
+    before.insert(part->GetEntityShape().TShape().get());
+  entity.CheckSameShps();
+  std::set<const TopoDS_TShape*> after;
+  for (const auto& [index, part] : entity.GetSubMdls())
+    after.insert(part->GetEntityShape().TShape().get());
+  EXPECT_EQ(before.size(), 3u) << "two parts share the box's body";
+  EXPECT_EQ(after.size(), 4u) << "no two parts share a body";
+  EXPECT_EQ(std::count_if(before.begin(), before.end(), [&](auto body) { return after.count(body); }), 3) << "the first keeps it";
 
-TEST(Entity, ColoursAndMeshLeaves)
-{
-  Handle(ShapeEntity) root = ViewTrees::BoxTree(2);
-  // Sub-model 1 also paints the face painted in sub-model 0; the later part in index order wins.
+  // Part 1 also paints the face painted in part 0; the later part in index order wins.
   const auto subs = root->GetAllSubViewShapes();
   const TopoDS_Shape shared = ViewTrees::Face(subs[0]->GetEntityShape(), 0);
   subs[1]->SetCustomColor(shared, Quantity_Color(Quantity_NOC_GREEN));
-  OpenEntity entity;
-  entity.SetRootMdl(root);
   const auto colours = entity.GetAllSubModelsColors();
   EXPECT_EQ(colours.Size(), 2);
   const Handle(ViewShape) later = subs[0]->GetHashIndex() < subs[1]->GetHashIndex() ? subs[1] : subs[0];
@@ -208,7 +180,6 @@ TEST(Entity, ColoursAndMeshLeaves)
   subs[1]->AddChild(m2);
   m2->AddChild(m3);
   EXPECT_EQ(Entity::GetMeshSubModels(root), (std::vector<Handle(mesh::AIS_Mesh)>{m1, m3}));
-  EXPECT_EQ(Entity::GetMeshSubModels(m1).size(), 1u);
 }
 
 TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
@@ -224,7 +195,6 @@ TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
   builder.Add(bodies, Solids::Moved(Solids::Box(1, 1, 1), ViewTrees::Placement(20, 0, 0, 0)));
   builder.Add(bodies, Solids::Moved(Solids::Box(1e-3, 1e-3, 1e-3), ViewTrees::Placement(40, 0, 0, 0)));
   bodies.Location(TopLoc_Location(mirror), false);
-
   unsigned long long hash = 0;
   for (const auto& [smallVolume, solids, area] : std::vector<std::tuple<double, int, double>>{{0.0, 2, 606}, {1.0, 1, 600}})
   {
@@ -242,7 +212,6 @@ TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
     TopTools_IndexedMapOfShape kept;
     TopExp::MapShapes(part->GetEntityShape(), TopAbs_SOLID, kept);
     EXPECT_EQ(kept.Extent(), solids) << smallVolume;
-    EXPECT_TRUE(part->GetEntityShape().Location().IsEqual(bodies.Location())) << "the mirrored placement is kept";
     Bnd_Box box;
     BRepBndLib::Add(part->GetEntityShape(), box);
     EXPECT_NEAR(box.CornerMin().X(), solids == 2 ? -21.0 : -10.0, 1e-6) << "the bodies lie mirrored across x = 0";
@@ -250,7 +219,6 @@ TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
     EXPECT_TRUE(MeshProcessTools::IsWatertight(*whole));
     EXPECT_NEAR(MeshProcessTools::Area(*whole), area + 22.0, 1e-6);
     EXPECT_EQ(Entity::GetRegisteredMesh(hash), whole);
-
     entity.UpdateWatertightMeshModel(Solids::Box(2, 2, 2), true, false);
     EXPECT_NEAR(MeshProcessTools::Area(*entity.GetMeshPtr()), 24.0, 1e-9);
     EXPECT_FALSE(entity.IsLoadMeshModel());
@@ -263,8 +231,7 @@ TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
   Entity entity;
   const std::size_t relative = entity.GetEntireMeshData(cylinder)->Triangles.size();
   entity.SetMeshDeflection(5.0);
-  const std::size_t coarse = entity.GetEntireMeshData(cylinder)->Triangles.size();
+  EXPECT_LT(entity.GetEntireMeshData(cylinder)->Triangles.size(), relative);
   entity.SetMeshDeflection(0.01);
-  EXPECT_LT(coarse, relative);
   EXPECT_GT(entity.GetEntireMeshData(cylinder)->Triangles.size(), relative);
 }
