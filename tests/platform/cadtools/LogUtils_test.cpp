@@ -9,8 +9,7 @@ TEST(LogUtils, CaptureSeesLevelTextAndOperationWhileItLives)
   LogCapture capture;
   LogUtils::LogWrite(WORKPIECE_LOC("Entity::GetPart"), 5, "没有找到模型");
   LogUtils::LogWrite(WORKPIECE_LOC("Out::OfRange"), 9, "clamped");
-  EXPECT_TRUE(capture.Contains(5, "没有找到模型", "Entity::GetPart"));
-  EXPECT_FALSE(capture.Contains(4, "没有找到模型", "Entity::GetPart"));
+  EXPECT_TRUE(capture.Contains(5, "没有找到模型", "Entity::GetPart") && !capture.Contains(4, "没有找到模型", "Entity::GetPart"));
   EXPECT_TRUE(capture.Contains(5, "clamped", "Out::OfRange")) << "levels above critical are clamped";
   {
     LogCapture inner;

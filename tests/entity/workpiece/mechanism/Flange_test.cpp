@@ -17,8 +17,7 @@ static_assert(!std::is_copy_constructible_v<GenericEntity> && !std::is_copy_assi
 TEST(Flange, JsonFormAndMovingTheMountedEntity)
 {
   const Json::Value plain = Flange().ToJson();
-  EXPECT_EQ(plain["link_rod_index"].asUInt64(), 0u);
-  EXPECT_EQ(plain["child_entity"].asString(), "");
+  EXPECT_TRUE(plain["link_rod_index"].asUInt64() == 0 && plain["child_entity"].asString().empty());
   EXPECT_EQ(plain["flange_ocs"].toStyledString(), DataHandle::TrsfToJsonSix(gp_Trsf()).toStyledString());
   auto robot = Mechanisms::BuildRobot();
   auto tool = Mechanisms::BuildTool();
@@ -27,8 +26,7 @@ TEST(Flange, JsonFormAndMovingTheMountedEntity)
   // Reading takes the hash, frame and id, but resolves and installs nothing.
   Flange read;
   read.LoadFromJson(seat.ToJson());
-  EXPECT_EQ(read.GetLinkRodIndex(), robot->GetLink(6)->GetLinkHashIndex());
-  EXPECT_EQ(read.GetLinkRod(), nullptr);
+  EXPECT_TRUE(read.GetLinkRodIndex() == robot->GetLink(6)->GetLinkHashIndex() && read.GetLinkRod() == nullptr);
   EXPECT_EQ(read.GetChildEntityId(), tool->GetRootMdlID());
   EXPECT_TRUE(gpHandle::IsSameTrsf(read.GetTrsf(), seat.GetTrsf(), 1e-9));
   EXPECT_EQ(read.ToJson()["child_entity"].asString(), "") << "written from the installed entity, not the stored id";
@@ -36,8 +34,7 @@ TEST(Flange, JsonFormAndMovingTheMountedEntity)
   ASSERT_TRUE(robot->ForwardTrsf({0.0, 0.2, -0.3, 0.4, 0.5, -0.6, 0.7}, false, true));
   const gp_Trsf moved = seat.GetTrsf() * Transforms::Translation(0, 0, 35);
   seat.ChangeTrsf(moved);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdlTrsf(), robot->GetLink(6)->GetWcs() * moved, 1e-9));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdl()->Transformation(), robot->GetFlangeWCS(0), 1e-9));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(tool->GetRootMdl()->Transformation(), robot->GetLink(6)->GetWcs() * moved, 1e-9));
 }
 
 TEST(Flange, InstallingAndFreeing)
@@ -53,21 +50,16 @@ TEST(Flange, InstallingAndFreeing)
   loose.SetInstalledEntity(other.get(), positioner.get());
   EXPECT_EQ(other->GetParentFlangeIndex(), -1);
   loose.SetInstalledEntity(nullptr, positioner.get());
-  EXPECT_EQ(other->GetParentEntity(), nullptr);
   loose.SetInstalledEntity(nullptr, positioner.get());
   positioner->GetFlangeByIndex(0)->SetInstalledEntity(nullptr, positioner.get());
-  EXPECT_EQ(part->GetParentEntity(), positioner.get());
-
+  EXPECT_TRUE(other->GetParentEntity() == nullptr && part->GetParentEntity() == positioner.get());
   // A mounted entity that goes first leaves its flange free.
   positioner->SetChildEntity(0, other.get());
   other.reset();
   EXPECT_EQ(positioner->GetFlangeByIndex(0)->GetEntity(), nullptr);
   // A mechanism that goes first frees what is mounted on it, leaving it where it was.
   ASSERT_TRUE(positioner->ForwardTrsf({0.0, 0.2, 0.2}, false, true));
-  const gp_Trsf placed = part->GetRootMdlTrsf();
   positioner.reset();
-  EXPECT_EQ(part->GetParentEntity(), nullptr);
-  EXPECT_EQ(part->GetParentFlangeIndex(), -1);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(part->GetRootMdlTrsf(), placed, 0.0));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(placed, Transforms::Translation(0, 500, 0), 1e-9));
+  EXPECT_TRUE(part->GetParentEntity() == nullptr && part->GetParentFlangeIndex() == -1);
+  EXPECT_TRUE(gpHandle::IsSameTrsf(part->GetRootMdlTrsf(), Transforms::Translation(0, 500, 0), 1e-9));
 }
