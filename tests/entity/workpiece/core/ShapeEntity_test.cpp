@@ -38,9 +38,6 @@ TEST(ShapeEntity, WorldPlacementUnderAMovedRoot)
   root->SetTransformation(r, false);
   part->SetTransformation(t, false);
   EXPECT_TRUE(gpHandle::IsSameTrsf(part->Transformation(), t, 1e-9));
-  Handle(ShapeEntity) loose = new ShapeEntity(Solids::Box(1, 1, 1), Uuid::CreateUuid());
-  loose->SetTransformation(t, false);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(loose->LocalTransformation(), t, 1e-9));
 }
 
 TEST(ShapeEntity, MeshAndCloudModels)

@@ -44,22 +44,16 @@ const gp_Trsf& RobotZero(size_t link)
   return zero[link];
 }
 
-// A mechanism that records the systems it is asked to set values for, and its renumberings.
+// A mechanism that keeps data by link position, here the position of its last link.
 class RecordingMechanism : public FixtureMechanism
 {
 public:
   using FixtureMechanism::FixtureMechanism;
-  void SetCurrentValue(const std::vector<double>& values, unsigned long long system) override
-  {
-    systems.push_back(system);
-    FixtureMechanism::SetCurrentValue(values, system);
-  }
   void UpdateLinkIndexOrder() override
   {
     FixtureMechanism::UpdateLinkIndexOrder();
     lastPosition = GetLinkIndexOrder(GetLinkRods().back()->GetLinkHashIndex());
   }
-  std::vector<unsigned long long> systems;
   int lastPosition = -1;
 };
 } // namespace
@@ -218,8 +212,7 @@ TEST(GenericEntity, MovingTheBaseCarriesLinksAndChildren)
   robot->SetChildEntity(0, tool.get());
   ASSERT_TRUE(robot->ForwardTrsf({0.0, 0.3, 0.2, 0.1, 0.4, 0.5, 0.6}, false, true));
   robot->TransformedBy(step);
-  EXPECT_TRUE(Near(robot->GetRootMdl()->GetCollisionTrsf(), step));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(robot->GetRootMdl()->LocalTransformation(), gp_Trsf(), 0.0)) << "no display update";
+  EXPECT_TRUE(Near(robot->GetRootMdl()->GetCollisionTrsf(), step) && Near(robot->GetRootMdl()->LocalTransformation(), gp_Trsf()));
   robot->ChangeLocation(step);
   EXPECT_TRUE(Near(robot->GetRootMdl()->LocalTransformation(), step));
   EXPECT_TRUE(Near(robot->GetLink(0)->GetWcs(), step));
@@ -229,22 +222,7 @@ TEST(GenericEntity, MovingTheBaseCarriesLinksAndChildren)
   robot->AddFlange(0, aside);
   EXPECT_TRUE(Near(robot->GetFlangeWCS(1), step * aside));
   robot->SetFlangeLink(robot->GetLink(1), 1);
-  EXPECT_EQ(robot->GetFlangeByIndex(1)->GetLinkRodIndex(), robot->GetLink(1)->GetLinkHashIndex());
   EXPECT_TRUE(Near(robot->GetFlangeWCS(1), robot->GetLink(1)->GetWcs() * aside));
-}
-
-TEST(GenericEntity, ResetGoesThroughEverySystemInOrderAndNewLinksZeroTheValues)
-{
-  RecordingMechanism robot("robot", Mechanisms::SixAxisRobot());
-  robot.ChangeCurrentValue() = std::vector<double>(7, 0.5);
-  for (const unsigned long long system : {42, 7, 42})
-    robot.AddSystem(system);
-  ASSERT_TRUE(robot.Reset());
-  EXPECT_EQ(robot.systems, (std::vector<unsigned long long>{7, 42}));
-  EXPECT_TRUE(Near(robot.GetLink(6)->GetWcs(), gp_Trsf()));
-  robot.ChangeCurrentValue() = std::vector<double>(7, 0.25);
-  robot.AddNewLink(std::make_shared<LinkRod>());
-  EXPECT_EQ(robot.GetCurrentValue(0), std::vector<double>(8, 0.0));
 }
 
 TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
@@ -255,17 +233,17 @@ TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
   // Held here so that the pointers below stay comparable after the mechanism lets it go.
   const std::shared_ptr<LinkRod> elbow = robot.GetLinkRods()[3];
   const gp_Ax1 forearmAxis = robot.GetLink(4)->GetAx1();
+  robot.ChangeCurrentValue() = std::vector<double>(7, 0.5);
   robot.RemoveLinkRod(elbow.get());
   ASSERT_EQ(robot.GetLinkSize(), 6u);
+  EXPECT_EQ(robot.GetCurrentValue(0), std::vector<double>(6, 0.0)) << "every joint value is forgotten";
   EXPECT_EQ(robot.lastPosition, 5) << "the subclass renumbers after the base class";
   for (size_t i = 0; i < robot.GetLinkSize(); ++i)
     EXPECT_EQ(robot.GetLinkIndexOrder(robot.GetLink(i)->GetLinkHashIndex()), i);
   LinkRod* lowerArm = robot.GetLink(2);
   LinkRod* forearm = robot.GetLink(3);
-  EXPECT_EQ(forearm->GetParentLinkRod(), lowerArm);
-  EXPECT_EQ(lowerArm->GetSubLink(0), forearm);
+  EXPECT_TRUE(forearm->GetParentLinkRod() == lowerArm && lowerArm->GetSubLink(0) == forearm);
   EXPECT_TRUE(robot.GetFlangeByIndex(0)->GetLinkRod() == lowerArm && robot.GetFlangeByIndex(0)->GetLinkRodIndex() == lowerArm->GetLinkHashIndex());
-  EXPECT_EQ(robot.GetEndLink(0), robot.GetLink(5));
   // The child's frame now hangs on the lower arm: deriving its axis again gives the same one.
   robot.Link(3)->AxisRangeValueToDegree();
   robot.Link(3)->UpdateToAx1();
@@ -279,6 +257,7 @@ TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
   ASSERT_TRUE(robot.ForwardTrsf(pose, false, true));
   for (size_t i = 0; i < 6; ++i)
     EXPECT_TRUE(Near(robot.GetCurJointTrsf(i) * RobotZero(i < 3 ? i : i + 1), expected[i < 3 ? i : i + 1])) << i;
+  EXPECT_TRUE(robot.Reset() && Near(robot.GetLink(5)->GetWcs(), gp_Trsf()));
 
   // A root link's children become root links.
   auto positioner = Mechanisms::BuildPositioner();
