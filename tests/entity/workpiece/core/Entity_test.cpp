@@ -21,6 +21,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <set>
@@ -87,8 +88,7 @@ TEST(Entity, SavesAndLoadsItsDisplayTreeAndReportsFailedLoads)
 
   OpenEntity bare;
   bare.SetRootMdl(new ShapeEntity(Solids::Box(1, 1, 1), Uuid::CreateUuid()));
-  const Json::Value plain = bare.ToJson("");
-  EXPECT_TRUE(!plain.isMember("ShapeEntityPath") && plain.isMember("SubID") && plain["SubID"].isNull());
+  EXPECT_TRUE(!bare.ToJson("").isMember("ShapeEntityPath") && bare.ToJson("")["SubID"].isNull());
   std::filesystem::remove_all(dir);
 }
 
@@ -97,13 +97,12 @@ TEST(Entity, HashIndexPartLookupAndHide)
   OpenEntity entity;
   Handle(ShapeEntity) root = ViewTrees::BoxTree(2);
   entity.SetRootMdl(root);
-  const unsigned long long first = entity.GetHashIndex();
-  EXPECT_EQ(first, ViewShape::HashIndexOf(root->GetId()));
+  const unsigned long long first = ViewShape::HashIndexOf(root->GetId());
+  EXPECT_EQ(entity.GetHashIndex(), first);
   root->SetId(Uuid::CreateUuid());
   EXPECT_EQ(entity.GetHashIndex(), first) << "cached once computed";
   entity.SetHashIndex(7);
-  EXPECT_EQ(root->GetHashIndex(), 7u);
-  EXPECT_EQ(entity.GetPart(0), root);
+  EXPECT_TRUE(root->GetHashIndex() == 7u && entity.GetPart(0) == root);
   const std::string key = "map传入key错误，数据不在范围内";
   for (const auto& call : std::vector<std::function<void()>>{
          [&] { entity.GetPart(12345); }, [&] { entity.RemoveSubMdl(12345); }, [&] { entity.Hide(99); }})
@@ -131,7 +130,6 @@ TEST(Entity, HashIndexPartLookupAndHide)
   for (const auto& [index, part] : firstParts)
     EXPECT_EQ(entity.GetPart(index), part);
   EXPECT_TRUE(entity.GetPart(plain->GetHashIndex()).IsNull());
-  entity.Hide(plain->GetHashIndex());
 
   // Hide toggles the display and the taking part in collision checks.
   const Handle(ShapeEntity) part = firstParts.begin()->second;
@@ -142,6 +140,7 @@ TEST(Entity, HashIndexPartLookupAndHide)
   entity.Hide(part->GetHashIndex());
   EXPECT_FALSE(part->IsDisplayed() || part->IsCollisionActive());
   entity.Hide(part->GetHashIndex());
+  entity.Hide(plain->GetHashIndex());
   EXPECT_TRUE(part->IsDisplayed() && part->IsCollisionActive());
   part->RemoveFromView();
 }
@@ -161,9 +160,8 @@ TEST(Entity, SameBodiesAreCopiedColoursMergedAndMeshLeavesFound)
   std::set<const TopoDS_TShape*> after;
   for (const auto& [index, part] : entity.GetSubMdls())
     after.insert(part->GetEntityShape().TShape().get());
-  EXPECT_EQ(before.size(), 3u) << "two parts share the box's body";
-  EXPECT_EQ(after.size(), 4u) << "no two parts share a body";
-  EXPECT_EQ(std::count_if(before.begin(), before.end(), [&](auto body) { return after.count(body); }), 3) << "the first keeps it";
+  EXPECT_TRUE(before.size() == 3u && after.size() == 4u) << "no two parts share a body after the check";
+  EXPECT_TRUE(std::includes(after.begin(), after.end(), before.begin(), before.end())) << "the first keeps its body";
 
   // Part 1 also paints the face painted in part 0; the later part in index order wins.
   const auto subs = root->GetAllSubViewShapes();
@@ -216,13 +214,11 @@ TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
     BRepBndLib::Add(part->GetEntityShape(), box);
     EXPECT_NEAR(box.CornerMin().X(), solids == 2 ? -21.0 : -10.0, 1e-6) << "the bodies lie mirrored across x = 0";
     const auto whole = entity.GetMeshPtr();
-    EXPECT_TRUE(MeshProcessTools::IsWatertight(*whole));
+    EXPECT_TRUE(MeshProcessTools::IsWatertight(*whole) && Entity::GetRegisteredMesh(hash) == whole);
     EXPECT_NEAR(MeshProcessTools::Area(*whole), area + 22.0, 1e-6);
-    EXPECT_EQ(Entity::GetRegisteredMesh(hash), whole);
     entity.UpdateWatertightMeshModel(Solids::Box(2, 2, 2), true, false);
     EXPECT_NEAR(MeshProcessTools::Area(*entity.GetMeshPtr()), 24.0, 1e-9);
-    EXPECT_FALSE(entity.IsLoadMeshModel());
-    EXPECT_EQ(Entity::GetRegisteredMesh(hash), entity.GetMeshPtr());
+    EXPECT_TRUE(!entity.IsLoadMeshModel() && Entity::GetRegisteredMesh(hash) == entity.GetMeshPtr());
   }
   EXPECT_EQ(Entity::GetRegisteredMesh(hash), nullptr) << "the destructor drops the registry entry";
 

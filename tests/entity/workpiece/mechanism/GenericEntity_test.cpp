@@ -93,9 +93,8 @@ TEST(GenericEntity, LinksPartsAndMountedToolMatchIndependentProductForRandomValu
       EXPECT_TRUE(view || Near(tool->GetFixMdls().front()->GetCollisionTrsf(), toolFrame));
     }
   }
-  EXPECT_EQ(robot->GetEndLink(0), robot->GetLink(6));
   EXPECT_THROW(robot->GetCurJointTrsf(7), std::out_of_range);
-  EXPECT_TRUE(tool->HasParentMotionModel() && !robot->HasParentMotionModel());
+  EXPECT_TRUE(robot->GetEndLink(0) == robot->GetLink(6) && tool->HasParentMotionModel() && !robot->HasParentMotionModel());
   EXPECT_TRUE(Near(tool->GetParentEntityTrsf(), robot->GetLink(6)->GetWcs()));
 }
 
@@ -116,15 +115,13 @@ TEST(GenericEntity, LimitsAreCheckedOneMillionthInside)
     std::vector<double> wanted = pose;
     wanted[2] = value;
     EXPECT_EQ(robot->ForwardTrsf(wanted, false, check), accepted) << value;
-    EXPECT_EQ(gpHandle::IsSameTrsf(robot->GetLink(6)->GetWcs(), end, 0.0), !accepted);
-    EXPECT_EQ(gpHandle::IsSameTrsf(tool->GetRootMdlTrsf(), toolPlace, 0.0), !accepted);
+    EXPECT_EQ(gpHandle::IsSameTrsf(robot->GetLink(6)->GetWcs(), end, 0.0) && gpHandle::IsSameTrsf(tool->GetRootMdlTrsf(), toolPlace, 0.0), !accepted);
     robot->ForwardTrsf(pose, false, true);
   }
   EXPECT_FALSE(robot->IsInLimit(std::vector<double>(6, 0.0), 0, 0.0)) << "one value short";
 
   // Forward(index) names the link after the base: index 1 is the lower arm; the last index names none.
-  EXPECT_FALSE(robot->Forward(1, upper, true));
-  EXPECT_DOUBLE_EQ(robot->GetLink(2)->CurrentJointValue(), 0.2);
+  EXPECT_TRUE(!robot->Forward(1, upper, true) && robot->GetLink(2)->CurrentJointValue() == 0.2);
   ASSERT_TRUE(robot->Forward(1, -0.5, true));
   std::vector<double> moved = pose;
   moved[2] = -0.5;
@@ -145,10 +142,8 @@ TEST(GenericEntity, ForwardStopsAtALinkThatCannotMoveAndCollectsModelsDownTheTre
   FixtureMechanism stopped("stopped", {});
   for (const auto& link : {links[0], links[1], std::make_shared<LinkRod>(), links[2]})
     stopped.AddNewLink(link);
-  EXPECT_FALSE(stopped.Forward({0.0, 0.3, 0.7, 0.4}));
-  EXPECT_DOUBLE_EQ(stopped.GetLink(2)->CurrentJointValue(), 0.7);
-  EXPECT_FALSE(Near(links[1]->GetWcs(), gp_Trsf()));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(links[2]->GetWcs(), gp_Trsf(), 0.0));
+  EXPECT_TRUE(!stopped.Forward({0.0, 0.3, 0.7, 0.4}) && stopped.GetLink(2)->CurrentJointValue() == 0.7);
+  EXPECT_TRUE(!Near(links[1]->GetWcs(), gp_Trsf()) && gpHandle::IsSameTrsf(links[2]->GetWcs(), gp_Trsf(), 0.0));
   const auto below = robot->GetCollisionMdlsFromRootLink(robot->GetLink(4));
   EXPECT_EQ(below, (std::vector{links[4]->GetSubMdls()[0], links[5]->GetSubMdls()[0], links[6]->GetSubMdls()[0]}));
 }
@@ -159,17 +154,14 @@ TEST(GenericEntity, StateCheckSkipsTheBaseLink)
   std::vector<JointDefinition> chain = Mechanisms::TwoAxisPositioner();
   chain[0].type = JointType::Linear;
   chain[1].type = chain[2].type = JointType::Rotary;
-  chain[2].lower = 0;
-  chain[2].upper = 90;
+  chain[2].lower = 0, chain[2].upper = 90;
   FixtureMechanism single("single", {chain[0]});
   EXPECT_EQ(single.CheckAndAjustStateByLimit({1e9, -3.0}), std::make_tuple(true, std::vector<double>{1e9, -3.0}));
   FixtureMechanism mechanism("configured", chain);
   using Answer = std::tuple<bool, std::vector<double>>;
   for (const auto& [state, expected] : std::vector<std::pair<std::vector<double>, Answer>>{
-         {{0.1}, {false, {}}},
-         {{0.1, 0.0, 1.0}, {false, {}}},
+         {{0.1}, {false, {}}}, {{0.1, 0.0, 1.0}, {false, {}}}, {{0.2, 0.3}, {true, {0.2, 0.3}}},
          {{-135 * Deg - 5e-7, 90 * Deg + 5e-7}, {true, {mechanism.GetLinkLimit(1).lower, mechanism.GetLinkLimit(2).upper}}},
-         {{0.2, 0.3}, {true, {0.2, 0.3}}},
          {{0.2, 90 * Deg + 1e-5}, {false, {}}}})
     EXPECT_EQ(mechanism.CheckAndAjustStateByLimit(state), expected) << state.size() << " " << state[0];
 }
