@@ -1,6 +1,5 @@
 #include <entity/ShapeEntity.h>
 
-#include <cadtools/gpHandle.h>
 #include <mesh/MeshProcessTools.h>
 #include <view/CADView.h>
 
@@ -27,17 +26,6 @@ TEST(ShapeEntity, CopiesTakeShapeIdAndDisplayStateOfAPartOnTheStack)
     EXPECT_TRUE(!copy->NeedSave() && copy->GetColor().IsEqual(source.GetColor()));
     EXPECT_TRUE(copy->GetEntityShape().IsSame(source.GetEntityShape()));
   }
-}
-
-TEST(ShapeEntity, WorldPlacementUnderAMovedRoot)
-{
-  Handle(ShapeEntity) root = ViewTrees::BoxTree(1);
-  Handle(ShapeEntity) part = Handle(ShapeEntity)::DownCast(root->GetAllSubViewShapes()[0]);
-  const gp_Trsf r = ViewTrees::Placement(100, 50, 0, 40);
-  const gp_Trsf t = ViewTrees::Placement(-3, 8, 12, -75);
-  root->SetTransformation(r, false);
-  part->SetTransformation(t, false);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(part->Transformation(), t, 1e-9));
 }
 
 TEST(ShapeEntity, MeshAndCloudModels)

@@ -20,8 +20,7 @@ TEST(LinkRod, ForwardMovesByTheValueBeyondTheResetState)
 {
   LinkRod plain;
   plain.SetPositionWcs(Transforms::Translation(1, 2, 3));
-  EXPECT_FALSE(plain.Forward(0.25)) << "a link whose axis was never derived does not move";
-  EXPECT_DOUBLE_EQ(plain.CurrentJointValue(), 0.25);
+  EXPECT_TRUE(!plain.Forward(0.25) && plain.CurrentJointValue() == 0.25) << "an underived link keeps still";
   EXPECT_TRUE(gpHandle::IsSameTrsf(plain.GetWcs(), Transforms::Translation(1, 2, 3), 0.0));
   EXPECT_THROW(LinkRod(AxisRange{}, 0.0, gp_Dir(0, 0, 0)), Standard_ConstructionError);
 
@@ -48,14 +47,12 @@ TEST(LinkRod, AxisDerivedInEntityFrameWithDegreesConvertedOnEveryCall)
   FixtureLinkRod base(JointType::LinearZ, AxisRange{-10, 10}, 0.0, gp_Ax1()), arm(JointType::RotaryX, AxisRange{-90, 45}, 0.0, gp_Ax1());
   base.SetCenterTrsf(Transforms::Translation(0, 0, 200));
   arm.SetCenterTrsf(Transforms::Translation(0, 30, 400) * Transforms::Rotation(gp::DY(), 90));
-  base.SetRootEntity(&entity);
-  arm.SetRootEntity(&entity);
+  base.SetRootEntity(&entity), arm.SetRootEntity(&entity);
   base.AddChildLink(&arm);
   base.UpdateToAx1();
   arm.UpdateToAx1();
   // The axis is in the entity's own frame, whatever the placement, and the placement is kept.
-  EXPECT_TRUE(arm.GetAx1().Location().IsEqual(gp_Pnt(0, 30, 600), Tol));
-  EXPECT_TRUE(arm.GetDirection().IsEqual(-gp::DZ(), Tol));
+  EXPECT_TRUE(arm.GetAx1().Location().IsEqual(gp_Pnt(0, 30, 600), Tol) && arm.GetDirection().IsEqual(-gp::DZ(), Tol));
   EXPECT_TRUE(gpHandle::IsSameTrsf(entity.GetRootMdlTrsf(), placed, 0.0));
   EXPECT_TRUE(arm.GetJointType() == JointType::Rotary && base.GetJointType() == JointType::Linear);
   EXPECT_NEAR(arm.GetLimit().lower, -M_PI / 2, Tol);
