@@ -34,11 +34,10 @@ FixtureLinkRod* FixtureMechanism::AddLink(const JointDefinition& joint, FixtureL
   return link.get();
 }
 
-opencascade::handle<ShapeEntity> FixtureMechanism::AddFixPart(const TopoDS_Shape& body)
+void FixtureMechanism::AddFixPart(const TopoDS_Shape& body)
 {
   const opencascade::handle<ShapeEntity> part = new ShapeEntity(body, Uuid::CreateUuid());
   AddSubMdl(part);
   part->UpdateInitState();
   myFixMdls.push_back(part);
-  return part;
 }

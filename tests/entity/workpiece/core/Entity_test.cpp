@@ -172,9 +172,7 @@ TEST(Entity, SameBodiesAreCopiedColoursMergedAndMeshLeavesFound)
 
   // Mesh leaves below nested parts, depth first; a mesh with children is no leaf.
   Handle(mesh::AIS_Mesh) m1 = new mesh::AIS_Mesh(), m2 = new mesh::AIS_Mesh(), m3 = new mesh::AIS_Mesh();
-  subs[0]->AddChild(m1);
-  subs[1]->AddChild(m2);
-  m2->AddChild(m3);
+  subs[0]->AddChild(m1), subs[1]->AddChild(m2), m2->AddChild(m3);
   EXPECT_EQ(Entity::GetMeshSubModels(root), (std::vector<Handle(mesh::AIS_Mesh)>{m1, m3}));
 }
 

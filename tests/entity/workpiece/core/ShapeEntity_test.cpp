@@ -14,17 +14,14 @@ TEST(ShapeEntity, CopiesTakeShapeIdAndDisplayStateOfAPartOnTheStack)
 {
   // A copy must leave its source to its owner, here the stack.
   ShapeEntity source(Solids::Box(1, 2, 3), Uuid::CreateUuid());
-  source.SetName("copied");
-  source.SetColor(Quantity_Color(Quantity_NOC_BLUE));
-  source.SetHashIndex(77);
-  source.SetNeedSave(false);
+  source.SetName("copied"), source.SetColor(Quantity_Color(Quantity_NOC_BLUE));
+  source.SetHashIndex(77), source.SetNeedSave(false);
   Handle(ShapeEntity) assigned = new ShapeEntity(TopoDS_Shape(), Uuid::CreateUuid());
   *assigned = source;
   for (const Handle(ShapeEntity)& copy : {Handle(ShapeEntity)(new ShapeEntity(source)), assigned})
   {
     EXPECT_TRUE(copy->GetId() == source.GetId() && copy->GetName() == "copied" && copy->GetHashIndex() == 77u);
-    EXPECT_TRUE(!copy->NeedSave() && copy->GetColor().IsEqual(source.GetColor()));
-    EXPECT_TRUE(copy->GetEntityShape().IsSame(source.GetEntityShape()));
+    EXPECT_TRUE(!copy->NeedSave() && copy->GetColor().IsEqual(source.GetColor()) && copy->GetEntityShape().IsSame(source.GetEntityShape()));
   }
 }
 
@@ -43,8 +40,7 @@ TEST(ShapeEntity, MeshAndCloudModels)
   EXPECT_TRUE(cloudPart->CreateCloudData(Json::Value(cloud->PCDToString())) && cloudPart->GetModelType() == 3);
   EXPECT_FALSE(cloudPart->CreateCloudData(Json::Value(Json::objectValue)));
   part->AddShapeListToAISChilde({cloudPart});
-  ASSERT_FALSE(part->GetCollisionCloud().IsNull());
-  EXPECT_EQ(part->GetCollisionCloud(), cloudPart->GetCollisionCloud());
+  ASSERT_TRUE(!part->GetCollisionCloud().IsNull() && part->GetCollisionCloud() == cloudPart->GetCollisionCloud());
   cloudPart->CreateEntireCloudsBVHMdl({cloudPart->GetCollisionCloud()}, false);
   EXPECT_TRUE(cloudPart->IsCollisionActive());
   cloudPart->CreateEntireCloudsBVHMdl({}, true);

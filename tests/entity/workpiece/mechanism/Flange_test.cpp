@@ -26,8 +26,8 @@ TEST(Flange, JsonFormAndMovingTheMountedEntity)
   // Reading takes the hash, frame and id, but resolves and installs nothing.
   Flange read;
   read.LoadFromJson(seat.ToJson());
-  EXPECT_TRUE(read.GetLinkRodIndex() == robot->GetLink(6)->GetLinkHashIndex() && read.GetLinkRod() == nullptr);
-  EXPECT_EQ(read.GetChildEntityId(), tool->GetRootMdlID());
+  EXPECT_TRUE(read.GetLinkRodIndex() == robot->GetLink(6)->GetLinkHashIndex() && read.GetLinkRod() == nullptr &&
+              read.GetChildEntityId() == tool->GetRootMdlID());
   EXPECT_TRUE(gpHandle::IsSameTrsf(read.GetTrsf(), seat.GetTrsf(), 1e-9));
   EXPECT_EQ(read.ToJson()["child_entity"].asString(), "") << "written from the installed entity, not the stored id";
 

@@ -238,8 +238,7 @@ TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
   EXPECT_TRUE(forearm->GetParentLinkRod() == lowerArm && lowerArm->GetSubLink(0) == forearm);
   EXPECT_TRUE(robot.GetFlangeByIndex(0)->GetLinkRod() == lowerArm && robot.GetFlangeByIndex(0)->GetLinkRodIndex() == lowerArm->GetLinkHashIndex());
   // The child's frame now hangs on the lower arm: deriving its axis again gives the same one.
-  robot.Link(3)->AxisRangeValueToDegree();
-  robot.Link(3)->UpdateToAx1();
+  robot.Link(3)->AxisRangeValueToDegree(), robot.Link(3)->UpdateToAx1();
   EXPECT_TRUE(forearm->GetAx1().IsCoaxial(forearmAxis, 1e-12, 1e-9));
   // The rest moves as the chain with the elbow held at zero.
   std::mt19937 random(7);
@@ -257,8 +256,7 @@ TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
   const gp_Ax1 tiltAxis = positioner->GetLink(1)->GetAx1();
   positioner->RemoveLinkRod(positioner->GetLink(0));
   EXPECT_TRUE(positioner->GetRootLink(0) == positioner->GetLink(0) && positioner->GetLink(0)->IsBase());
-  positioner->Link(0)->AxisRangeValueToDegree();
-  positioner->Link(0)->UpdateToAx1();
+  positioner->Link(0)->AxisRangeValueToDegree(), positioner->Link(0)->UpdateToAx1();
   EXPECT_TRUE(positioner->GetLink(0)->GetAx1().IsCoaxial(tiltAxis, 1e-12, 1e-9));
   EXPECT_THROW(positioner->RemoveLinkRod(elbow.get()), WorkpieceError);
 }

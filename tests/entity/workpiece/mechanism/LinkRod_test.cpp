@@ -29,9 +29,7 @@ TEST(LinkRod, ForwardMovesByTheValueBeyondTheResetState)
   const gp_Trsf placed = Transforms::Translation(10, 20, 30) * Transforms::Rotation(gp::DX(), 45);
   entity.UpdateRootTrsf(placed, false);
   FixtureLinkRod base(JointType::RotaryZ, AxisRange{-180, 180}, 0.1, gp_Ax1());
-  base.SetRootEntity(&entity);
-  base.SetCenterTrsf(Transforms::Translation(0, 50, 0));
-  base.UpdateToAx1();
+  base.SetRootEntity(&entity), base.SetCenterTrsf(Transforms::Translation(0, 50, 0)), base.UpdateToAx1();
   ASSERT_TRUE(base.Reset());
   EXPECT_TRUE(gpHandle::IsSameTrsf(base.GetWcs(), placed, Tol));
   ASSERT_TRUE(base.Forward(0.1 + M_PI / 2));
@@ -81,8 +79,7 @@ TEST(LinkRod, LimitChecksOnAndBesideTheBoundary)
   // Linear tolerance 0.5 for the slide, rotary 0.01 for a turn; other configured types are refused.
   CADParamConfig& config = CADParamConfig::GetInstance();
   const double rotary = config.RotaryJointTolerance(), linear = config.LinearJointTolerance();
-  config.SetLinearJointTolerance(0.5);
-  config.SetRotaryJointTolerance(0.01);
+  config.SetLinearJointTolerance(0.5), config.SetRotaryJointTolerance(0.01);
   const LinkRod turn(JointType::Rotary, AxisRange{-1, 1}, 0.0, gp_Ax1());
   const LinkRod configured(JointType::RotaryX, AxisRange{-1, 1}, 0.0, gp_Ax1());
   for (const auto& [link, value, expected] : std::vector<std::tuple<const LinkRod*, double, std::tuple<bool, double>>>{
@@ -90,8 +87,7 @@ TEST(LinkRod, LimitChecksOnAndBesideTheBoundary)
          {&turn, 1.005, {true, 1}}, {&turn, 1.1, {false, 1.1}}, {&configured, 0.5, {false, 0.5}},
          {&configured, 5, {false, 5}}})
     EXPECT_EQ(link->CheckAndAjustValueByLimit(value), expected) << value;
-  config.SetRotaryJointTolerance(rotary);
-  config.SetLinearJointTolerance(linear);
+  config.SetRotaryJointTolerance(rotary), config.SetLinearJointTolerance(linear);
 }
 
 TEST(LinkRod, JsonWritesDegreesAndReadsBackRadians)
@@ -99,9 +95,7 @@ TEST(LinkRod, JsonWritesDegreesAndReadsBackRadians)
   FixtureMechanism entity("json", {});
   FixtureLinkRod* base = entity.AddLink(Mechanisms::TwoAxisPositioner()[0], nullptr, gp_Trsf());
   JointDefinition joint = Mechanisms::TwoAxisPositioner()[1];
-  joint.turnY = 30;
-  joint.lower = -90;
-  joint.upper = 90;
+  joint.turnY = 30, joint.lower = -90, joint.upper = 90;
   FixtureLinkRod* tilt = entity.AddLink(joint, base, joint.Center());
   ASSERT_TRUE(tilt->Forward(M_PI / 6));
 
