@@ -22,7 +22,8 @@ public:
   // Frees the installed entity (it stays where it is).
   ~Flange();
 
-  // Reads link hash, transform and child entity id; resolves and installs nothing.
+  // Reads link hash, transform and child entity id (defaults for members missing or of another type);
+  // resolves and installs nothing.
   void LoadFromJson(const Json::Value& json);
   // "link_rod_index", "flange_ocs" and the id of the entity installed now as "child_entity".
   Json::Value ToJson() const;

@@ -110,8 +110,8 @@ protected:
   void UpdateLinkModels(const std::vector<opencascade::handle<ShapeEntity>>& models) { mySubMdls = models; }
   // JSON object of the link; rotary limits and value in degrees.
   Json::Value ToJson() const;
-  // Reads value, type, name, hash, limits and center transform, then UpdateToAx1; the root entity
-  // must be set.
+  // Reads value, type, name, hash, limits and center transform (defaults for members missing or of
+  // another type), then UpdateToAx1; the root entity must be set.
   void LoadFromJson(const Json::Value& json);
 
 private:

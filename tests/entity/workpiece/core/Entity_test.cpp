@@ -57,7 +57,6 @@ TEST(Entity, SavesAndLoadsItsDisplayTreeAndReportsFailedLoads)
     EXPECT_EQ(entity.GetPart(json["SubID"][i]["Index"].asUInt64())->GetId().ToString(), json["SubID"][i]["ID"].asString());
   Json::Value file = DataHandle::LoadJson(dir + path);
   EXPECT_TRUE(gpHandle::IsSameTrsf(DataHandle::JsonArrToTrsf(file["trsf"]), gp_Trsf(), Tol)) << "saved in the own frame";
-
   json["ShapeEntityPath"] = dir + path;
   OpenEntity loaded;
   loaded.LoadFromJson(json);
@@ -65,7 +64,6 @@ TEST(Entity, SavesAndLoadsItsDisplayTreeAndReportsFailedLoads)
   EXPECT_TRUE(loaded.GetRootMdlPrimitiveID() == root->GetPrimitiveId() && loaded.GetHashIndex() == entity.GetHashIndex());
   EXPECT_EQ(ViewShapeUtil::ExportToJson(loaded.GetRootMdl(), true).toStyledString(), file.toStyledString())
     << "saving the loaded tree writes the same file: ids, placements and painted faces";
-
   // A missing or truncated file is reported, and the rest of the object is not applied.
   const std::string brep = file["childs"][1]["data"].asString();
   file["childs"][1]["data"] = brep.substr(0, brep.size() / 2);
@@ -84,7 +82,6 @@ TEST(Entity, SavesAndLoadsItsDisplayTreeAndReportsFailedLoads)
   json.removeMember("ShapeEntityPath");
   loaded.LoadFromJson(json);
   EXPECT_EQ(loaded.GetName(), "renamed") << "without a file the identity is applied to the root there is";
-
   OpenEntity bare;
   bare.SetRootMdl(new ShapeEntity(Solids::Box(1, 1, 1), Uuid::CreateUuid()));
   EXPECT_TRUE(!bare.ToJson("").isMember("ShapeEntityPath") && bare.ToJson("")["SubID"].isNull());
@@ -119,7 +116,6 @@ TEST(Entity, HashIndexPartLookupAndHide)
     EXPECT_EQ(thrown, "Entity::GetPart" + key);
     EXPECT_TRUE(log.Contains(5, key, "Entity::GetPart"));
   }
-
   // A second tree keeps the parts of the first; a display child that is no part is kept as null.
   Handle(ShapeEntity) second = ViewTrees::BoxTree(1);
   const Handle(ViewShape) plain = new ViewShape(Solids::Box(1, 1, 1), Uuid::CreateUuid());
@@ -130,7 +126,6 @@ TEST(Entity, HashIndexPartLookupAndHide)
   for (const auto& [index, part] : firstParts)
     EXPECT_EQ(entity.GetPart(index), part);
   EXPECT_TRUE(entity.GetPart(plain->GetHashIndex()).IsNull());
-
   // Hide toggles the display and the taking part in collision checks.
   const Handle(ShapeEntity) part = firstParts.begin()->second;
   CADView view;
@@ -160,7 +155,6 @@ TEST(Entity, SameBodiesAreCopiedColoursMergedAndMeshLeavesFound)
     after.insert(part->GetEntityShape().TShape().get());
   EXPECT_TRUE(before.size() == 3u && after.size() == 4u) << "no two parts share a body after the check";
   EXPECT_TRUE(std::includes(after.begin(), after.end(), before.begin(), before.end())) << "the first keeps its body";
-
   // Part 1 also paints the face painted in part 0; the later part in index order wins.
   const auto subs = root->GetAllSubViewShapes();
   const TopoDS_Shape shared = ViewTrees::Face(subs[0]->GetEntityShape(), 0);
@@ -169,7 +163,6 @@ TEST(Entity, SameBodiesAreCopiedColoursMergedAndMeshLeavesFound)
   EXPECT_EQ(colours.Size(), 2);
   const Handle(ViewShape) later = subs[0]->GetHashIndex() < subs[1]->GetHashIndex() ? subs[1] : subs[0];
   EXPECT_EQ(colours.Find(shared), later->CustomAspectsMap().Find(shared));
-
   // Mesh leaves below nested parts, depth first; a mesh with children is no leaf.
   Handle(mesh::AIS_Mesh) m1 = new mesh::AIS_Mesh(), m2 = new mesh::AIS_Mesh(), m3 = new mesh::AIS_Mesh();
   subs[0]->AddChild(m1), subs[1]->AddChild(m2), m2->AddChild(m3);
@@ -217,7 +210,6 @@ TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
     EXPECT_TRUE(!entity.IsLoadMeshModel() && Entity::GetRegisteredMesh(hash) == entity.GetMeshPtr());
   }
   EXPECT_EQ(Entity::GetRegisteredMesh(hash), nullptr) << "the destructor drops the registry entry";
-
   // An absolute deflection replaces the one relative to the size.
   const TopoDS_Shape cylinder = Solids::Cylinder(100, 10);
   Entity entity;

@@ -30,6 +30,10 @@ TEST(Flange, JsonFormAndMovingTheMountedEntity)
               read.GetChildEntityId() == tool->GetRootMdlID());
   EXPECT_TRUE(gpHandle::IsSameTrsf(read.GetTrsf(), seat.GetTrsf(), 1e-9));
   EXPECT_EQ(read.ToJson()["child_entity"].asString(), "") << "written from the installed entity, not the stored id";
+  Json::Value corrupt(Json::objectValue);
+  corrupt["link_rod_index"] = -3, corrupt["child_entity"] = Json::Value(Json::arrayValue);
+  read.LoadFromJson(corrupt);
+  EXPECT_TRUE(read.GetLinkRodIndex() == 0 && read.GetChildEntityId().IsNil()) << "members of another type read as defaults";
 
   ASSERT_TRUE(robot->ForwardTrsf({0.0, 0.2, -0.3, 0.4, 0.5, -0.6, 0.7}, false, true));
   const gp_Trsf moved = seat.GetTrsf() * Transforms::Translation(0, 0, 35);

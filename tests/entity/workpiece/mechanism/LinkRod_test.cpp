@@ -23,7 +23,6 @@ TEST(LinkRod, ForwardMovesByTheValueBeyondTheResetState)
   EXPECT_TRUE(!plain.Forward(0.25) && plain.CurrentJointValue() == 0.25) << "an underived link keeps still";
   EXPECT_TRUE(gpHandle::IsSameTrsf(plain.GetWcs(), Transforms::Translation(1, 2, 3), 0.0));
   EXPECT_THROW(LinkRod(AxisRange{}, 0.0, gp_Dir(0, 0, 0)), Standard_ConstructionError);
-
   // A rotary base link standing at 0.1 rad in its modelled pose, about an axis through (0, 50, 0).
   FixtureMechanism entity("reset", {});
   const gp_Trsf placed = Transforms::Translation(10, 20, 30) * Transforms::Rotation(gp::DX(), 45);
@@ -111,6 +110,11 @@ TEST(LinkRod, JsonWritesDegreesAndReadsBackRadians)
   EXPECT_NEAR(loaded.GetLimit().upper, M_PI / 2, Tol);
   EXPECT_NEAR(loaded.CurrentJointValue(), M_PI / 6, Tol);
   EXPECT_TRUE(loaded.GetAx1().IsCoaxial(tilt->GetAx1(), 1.0e-12, 1.0e-9));
+  Json::Value corrupt = json;
+  corrupt["link_hash"] = "7", corrupt["name"] = 3, corrupt["axis_max"] = Json::Value(Json::objectValue);
+  loaded.LoadFromJson(corrupt);
+  EXPECT_TRUE(loaded.GetLinkHashIndex() == 0 && loaded.GetName().empty() && std::abs(loaded.GetLimit().upper - M_PI / 180) < Tol)
+    << "members of another type read as their defaults";
   // Children are listed once per hash, though each takes the parent; those carrying nothing are not written.
   FixtureLinkRod twin;
   twin.UpdateLinkModelsAndInitTrsfByHash(tilt->GetLinkHashIndex(), {});
