@@ -11,7 +11,6 @@
 
 #include <Standard_Handle.hxx>
 #include <gp_Trsf.hxx>
-#include <json/value.h>
 
 #include <cstdint>
 #include <map>
