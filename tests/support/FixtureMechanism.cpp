@@ -4,16 +4,6 @@
 
 #include <cadtools/Uuid.h>
 
-namespace
-{
-opencascade::handle<ShapeEntity> NewPart(const TopoDS_Shape& body, const gp_Trsf& placement)
-{
-  opencascade::handle<ShapeEntity> part = new ShapeEntity(body, Uuid::CreateUuid());
-  part->SetTransformation(placement, false);
-  return part;
-}
-} // namespace
-
 FixtureMechanism::FixtureMechanism(const std::string& name, const std::vector<JointDefinition>& chain)
 {
   opencascade::handle<ViewShape> root = new ViewShape(TopoDS_Shape(), Uuid::CreateUuid());
@@ -27,7 +17,8 @@ FixtureMechanism::FixtureMechanism(const std::string& name, const std::vector<Jo
 
 FixtureLinkRod* FixtureMechanism::AddLink(const JointDefinition& joint, FixtureLinkRod* parent, const gp_Trsf& zeroFrame)
 {
-  const opencascade::handle<ShapeEntity> part = NewPart(joint.body, zeroFrame);
+  const opencascade::handle<ShapeEntity> part = new ShapeEntity(joint.body, Uuid::CreateUuid());
+  part->SetTransformation(zeroFrame, false);
   part->SetName(joint.name);
   AddSubMdl(part);
   auto link = std::make_shared<FixtureLinkRod>(joint.type, AxisRange{joint.lower, joint.upper}, 0.0, gp_Ax1());
@@ -43,11 +34,10 @@ FixtureLinkRod* FixtureMechanism::AddLink(const JointDefinition& joint, FixtureL
   return link.get();
 }
 
-opencascade::handle<ShapeEntity> FixtureMechanism::AddFixPart(const TopoDS_Shape& body)
+void FixtureMechanism::AddFixPart(const TopoDS_Shape& body)
 {
-  const opencascade::handle<ShapeEntity> part = NewPart(body, gp_Trsf());
+  const opencascade::handle<ShapeEntity> part = new ShapeEntity(body, Uuid::CreateUuid());
   AddSubMdl(part);
   part->UpdateInitState();
   myFixMdls.push_back(part);
-  return part;
 }

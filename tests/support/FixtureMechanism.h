@@ -25,7 +25,7 @@ public:
   // `joint.body` at `zeroFrame`; returns it.
   FixtureLinkRod* AddLink(const JointDefinition& joint, FixtureLinkRod* parent, const gp_Trsf& zeroFrame);
   // Adds a part that rides on no link, showing `body` in the entity's own frame.
-  opencascade::handle<ShapeEntity> AddFixPart(const TopoDS_Shape& body);
+  void AddFixPart(const TopoDS_Shape& body);
   FixtureLinkRod* Link(size_t position) const { return FixtureLinkRod::Of(GetLink(position)); }
   std::vector<unsigned long long>& RootLinkHashes() { return myRootLinkHashes; }
 };

@@ -4,28 +4,7 @@
 
 #include <algorithm>
 
-class LogCapture::Sink : public spdlog::sinks::base_sink<std::mutex>
-{
-public:
-  std::vector<LoggedMessage> Messages()
-  {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return myMessages;
-  }
-
-protected:
-  void sink_it_(const spdlog::details::log_msg& msg) override
-  {
-    myMessages.push_back({static_cast<int>(msg.level), std::string(msg.payload.begin(), msg.payload.end()),
-                          msg.source.funcname ? msg.source.funcname : ""});
-  }
-  void flush_() override {}
-
-private:
-  std::vector<LoggedMessage> myMessages;
-};
-
-LogCapture::LogCapture() : mySink(std::make_shared<Sink>())
+LogCapture::LogCapture() : mySink(std::make_shared<spdlog::sinks::ringbuffer_sink_mt>(4096))
 {
   LogUtils::AddSink(mySink);
 }
@@ -37,7 +16,11 @@ LogCapture::~LogCapture()
 
 std::vector<LoggedMessage> LogCapture::Messages() const
 {
-  return mySink->Messages();
+  std::vector<LoggedMessage> messages;
+  for (const auto& m : mySink->last_raw())
+    messages.push_back({static_cast<int>(m.level), std::string(m.payload.begin(), m.payload.end()),
+                        m.source.funcname != nullptr ? m.source.funcname : ""});
+  return messages;
 }
 
 bool LogCapture::Contains(int level, const std::string& text, const std::string& function) const

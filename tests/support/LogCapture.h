@@ -1,9 +1,8 @@
 #pragma once
 
-#include <spdlog/sinks/base_sink.h>
+#include <spdlog/sinks/ringbuffer_sink.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -15,7 +14,7 @@ struct LoggedMessage
   std::string function;
 };
 
-// Captures what the library logs while it lives.
+// Captures what the library logs while it lives (the latest 4096 messages).
 class LogCapture
 {
 public:
@@ -24,13 +23,10 @@ public:
   LogCapture(const LogCapture&) = delete;
   LogCapture& operator=(const LogCapture&) = delete;
 
-  // Returns every message captured so far.
   std::vector<LoggedMessage> Messages() const;
-
   // Returns whether a message with this level, text and source function was captured.
   bool Contains(int level, const std::string& text, const std::string& function) const;
 
 private:
-  class Sink;
-  std::shared_ptr<Sink> mySink;
+  std::shared_ptr<spdlog::sinks::ringbuffer_sink_mt> mySink;
 };

@@ -16,18 +16,12 @@ public:
   static std::vector<JointDefinition> SixAxisRobot();
   // Base link (fixed slide), a tilt axis about X and a turntable about the tilted Z.
   static std::vector<JointDefinition> TwoAxisPositioner();
-  // Tool flange in the robot's last link frame.
-  static gp_Trsf RobotFlange();
-  // Part flange in the positioner's table frame.
-  static gp_Trsf PositionerFlange();
-  // The robot with flange 0 on its last link.
+  // The robot with flange 0 20 mm along its last link's Z.
   static std::unique_ptr<FixtureMechanism> BuildRobot();
-  // The positioner with flange 0 on its table.
+  // The positioner with flange 0 40 mm along its table's Z.
   static std::unique_ptr<FixtureMechanism> BuildPositioner();
   // A welding torch without joints: a 300 mm cylinder along its own Z.
   static std::unique_ptr<FixtureMechanism> BuildTool();
-  // A part without joints: a 400 × 200 × 100 box on its own origin.
-  static std::unique_ptr<FixtureMechanism> BuildPart();
   // Frame of every link at the given joint values (radians / mm, one per link), computed as the
   // product of center frames and joint motions in each link's own frame.
   static std::vector<gp_Trsf> LinkFrames(const std::vector<JointDefinition>& chain, const std::vector<double>& values);

@@ -7,9 +7,7 @@
 class Transforms
 {
 public:
-  // Returns the translation by (x, y, z).
   static gp_Trsf Translation(double x, double y, double z);
-
   // Returns the rotation by `degrees` about the axis through the origin along `dir`.
   static gp_Trsf Rotation(const gp_Dir& dir, double degrees);
 };

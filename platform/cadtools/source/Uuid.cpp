@@ -1,7 +1,13 @@
 #include <cadtools/Uuid.h>
 
+#include <algorithm>
 #include <charconv>
+#include <functional>
 #include <random>
+
+#if defined(__linux__)
+#include <sys/random.h>
+#endif
 
 namespace
 {
@@ -16,11 +22,31 @@ bool IsDashPosition(std::size_t i)
 // Hex digits of one byte, and their base.
 constexpr int ByteDigits = 2;
 constexpr int HexBase = 16;
+
+// 32-bit words of entropy each generator is seeded with. One word would repeat identifiers across
+// threads and processes after some 77,000 generators (the birthday bound of 2^32 seeds).
+constexpr std::size_t SeedWords = 8;
+
+// Returns a generator whose whole state is spread from SeedWords words of the system's entropy,
+// read in one call where the system offers it (a random_device word costs a call each).
+std::mt19937_64 SeededEngine()
+{
+  std::array<std::uint32_t, SeedWords> words{};
+#if defined(__linux__)
+  if (getrandom(words.data(), sizeof(words), 0) != static_cast<ssize_t>(sizeof(words)))
+#endif
+  {
+    std::random_device device;
+    std::generate(words.begin(), words.end(), std::ref(device));
+  }
+  std::seed_seq seed(words.begin(), words.end());
+  return std::mt19937_64(seed);
+}
 } // namespace
 
 Uuid Uuid::CreateUuid()
 {
-  thread_local std::mt19937_64 engine{std::random_device{}()};
+  thread_local std::mt19937_64 engine = SeededEngine();
   Uuid id;
   for (std::size_t i = 0; i < 16; i += 8)
   {

@@ -13,7 +13,6 @@
 #include <gp_Trsf.hxx>
 #include <json/value.h>
 
-#include <cstdint>
 #include <future>
 #include <map>
 #include <memory>
@@ -86,6 +85,12 @@ public:
   void UpdateWatertightMeshModel(const TopoDS_Shape& shape, bool registerMesh = true, bool wait = true);
   // Returns whether the shape is a small body: a solid whose volume is within the small-body volume.
   bool IsSmallEntitys(const TopoDS_Shape& shape) const;
+  // Sets the volume (mm³) up to which a solid counts as a small body and is dropped when the entity
+  // takes over a display tree; 0 (the default) drops only solids without volume.
+  void SetSmallBodyVolume(double volume) { mySmallBodyVolume = volume; }
+  // Sets the linear deflection (mm) of the entity's meshes; 0 (the default) takes a per-mille of
+  // the meshed shape's bounding diagonal.
+  void SetMeshDeflection(double deflection) { myMeshDeflection = deflection; }
 
   void UpdateEntityInUnity() const;
 
@@ -103,25 +108,15 @@ protected:
 
 private:
   // Returns the shape without its small bodies (logs and returns it unchanged on failure).
-  TopoDS_Shape RemoveSmallBodies(const TopoDS_Shape& shape);
+  TopoDS_Shape RemoveSmallBodies(const TopoDS_Shape& shape) const;
   // Returns the linear deflection used to mesh the tree under `root`.
   double MeshDeflection(const opencascade::handle<ViewShape>& root) const;
 
   opencascade::handle<ViewShape> myRootMdl;
   mutable std::shared_ptr<MeshData> myMesh;
-  // Display-tree take-over settings and figures of the last take-over.
-  double myMeshDeflection = 0.0;          // absolute deflection in mm; 0: MeshDeflectionPermille of the size
-  double myMeshDeflectionPermille = 2.0;  // deflection as per-mille of the tree's bounding diagonal
-  double mySmallBodyVolume = 0.0;         // solids at or below this volume (mm³) count as small bodies
-  double myLastTakeOverSeconds = 0.0;     // duration of the last take-over
-  std::uint64_t myRemovedBodies = 0;      // small bodies removed
-  std::uint64_t myMeshedParts = 0;        // parts whose mesh was built
-  std::uint64_t myFailedParts = 0;        // parts whose mesh could not be built
-  std::uint64_t myMeshNodes = 0;          // vertices of the whole mesh
-  std::uint64_t myMeshTriangles = 0;      // triangles of the whole mesh
-  std::uint64_t myTakeOvers = 0;          // take-overs done
-  std::int32_t myMeshLayer = -1;          // layer of the whole mesh in the registry; -1: not registered
-  std::int32_t myTakeOverState = 0;       // 0 idle, 1 building meshes, 2 done
+  // Display-tree take-over settings.
+  double myMeshDeflection = 0.0;   // absolute deflection in mm; 0: a per-mille of the tree's size
+  double mySmallBodyVolume = 0.0;  // solids at or below this volume (mm³) count as small bodies
   std::map<unsigned long long, opencascade::handle<ShapeEntity>> mySubMdls;
   mutable unsigned long long myHashIndex = 0;
   mutable bool myLoadMeshModel = false;

@@ -9,19 +9,21 @@ class GenericEntity;
 class LinkRod;
 
 // A mounting point of a mechanism: a frame fixed to a link (or to the base) on which another
-// entity is installed. The flange does not own the link nor the installed entity.
+// entity is installed. The flange does not own the link nor the installed entity; the installed
+// entity points back at it, so a flange is never copied.
 class Flange
 {
 public:
   Flange() = default;
   // A flange at `trsf` on the link `link` whose hash is `linkHash` (0 and null for the base).
   Flange(unsigned long long linkHash, LinkRod* link, const gp_Trsf& trsf);
-  Flange(const Flange&) = default;
-  Flange& operator=(const Flange&) = default;
+  Flange(const Flange&) = delete;
+  Flange& operator=(const Flange&) = delete;
   // Frees the installed entity (it stays where it is).
   ~Flange();
 
-  // Reads link hash, transform and child entity id; resolves and installs nothing.
+  // Reads link hash, transform and child entity id (defaults for members missing or of another type);
+  // resolves and installs nothing.
   void LoadFromJson(const Json::Value& json);
   // "link_rod_index", "flange_ocs" and the id of the entity installed now as "child_entity".
   Json::Value ToJson() const;

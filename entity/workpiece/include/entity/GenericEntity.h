@@ -11,7 +11,6 @@
 
 #include <Standard_Handle.hxx>
 #include <gp_Trsf.hxx>
-#include <json/value.h>
 
 #include <cstdint>
 #include <map>
@@ -27,6 +26,9 @@
 // Joints are addressed two ways: the current value vector, Forward(vector), IsInLimit, GetLimit
 // and GetCurrentValueUi have one entry per link; the state vector of CheckAndAjustStateByLimit
 // and the index of Forward(int, ...) skip the base link (entry i belongs to link i + 1).
+//
+// The `system` argument of the joint-value queries lets subclasses answer per system; here every
+// system sees the one current value vector, so it is not looked at.
 class GenericEntity : public Entity
 {
 public:
@@ -85,7 +87,8 @@ public:
   std::uint16_t GetLinkIndexOrder(unsigned long long hash) const;
   // The i-th root link; throws for a bad index or an unknown hash.
   LinkRod* GetRootLink(int i) const;
-  // The link reached from the first root link by following first children; null without links.
+  // The link reached from the first root link by following first children; throws as GetRootLink
+  // without root links. Only the first chain is followed, whatever `chain` says.
   LinkRod* GetEndLink(int chain);
   AxisRange GetLinkLimit(unsigned long long position) const { return myLinkRods[position]->GetLimit(); }
   // One value per link, rotary ones in degrees.
@@ -147,16 +150,18 @@ public:
 protected:
   // Appends a link (ignoring null) and resets every joint value to zero.
   void AddNewLink(const std::shared_ptr<LinkRod>& link);
-  // Takes a link out of the tree and the list; positions of later links are left to UpdateLinkIndexOrder.
+  // Takes a link out of the tree and the list: its children move up to its parent (or become root
+  // links) keeping their frames, its flanges move to its parent (or the base), every joint value
+  // becomes zero and UpdateLinkIndexOrder renumbers the later links. Throws for an unknown link.
   void RemoveLinkRod(LinkRod* link);
   // Erases the first entry `hash` from the root link hashes.
   void RemoveRootIndexFromVector(unsigned long long hash);
   // Current and reset values become one zero per link.
   void UpdateStateSize();
-  // Renumbers link positions after a removal; this class keeps them as they are.
-  void UpdateLinkIndexOrder() {}
+  // Renumbers the link positions from the link list after a removal; subclasses that keep data by
+  // link position renumber it too.
+  virtual void UpdateLinkIndexOrder();
 
-  Json::Value myParameterData;
   std::map<unsigned long long, std::uint16_t> myLinkIndexOrder;
   std::vector<std::shared_ptr<LinkRod>> myLinkRods;
   std::vector<std::shared_ptr<Flange>> myFlanges;

@@ -29,8 +29,9 @@ public:
   LinkRod(AxisRange range, double resetState, const gp_Dir& direction);
   // A joint of configured `type`; the joint value starts at `resetState`.
   LinkRod(JointType type, AxisRange range, double resetState, const gp_Ax1& axis);
-  LinkRod(const LinkRod&) = default;
-  LinkRod& operator=(const LinkRod&) = default;
+  // Parent, children and flanges point at a link, so it is never copied.
+  LinkRod(const LinkRod&) = delete;
+  LinkRod& operator=(const LinkRod&) = delete;
 
   double CurrentJointValue() const { return myJointValue; }
   double GetResetState() const { return myResetState; }
@@ -95,9 +96,6 @@ public:
   void UpdateMdls(bool updateView);
 
 protected:
-  friend class GenericEntity;
-  friend class GenericEntityConfig;
-
   // Product of the center transforms from the base link down to the parent, preceded by the
   // root-model transform unless `withoutRoot`.
   gp_Trsf GetFatherTrsf(bool withoutRoot) const;
@@ -112,8 +110,8 @@ protected:
   void UpdateLinkModels(const std::vector<opencascade::handle<ShapeEntity>>& models) { mySubMdls = models; }
   // JSON object of the link; rotary limits and value in degrees.
   Json::Value ToJson() const;
-  // Reads value, type, name, hash, limits and center transform, then UpdateToAx1; the root entity
-  // must be set.
+  // Reads value, type, name, hash, limits and center transform (defaults for members missing or of
+  // another type), then UpdateToAx1; the root entity must be set.
   void LoadFromJson(const Json::Value& json);
 
 private:

@@ -18,6 +18,7 @@ public:
   ShapeEntity(const TopoDS_Shape& shape, Uuid id);
   // A new display object with the same shape, id, display state and need-save flag.
   ShapeEntity(const ShapeEntity& other);
+  // Takes the shape, id, hash index, display state and need-save flag of `other`.
   ShapeEntity& operator=(const ShapeEntity& other);
 
   // Whether the part is written when its entity is saved.
@@ -39,7 +40,8 @@ public:
   // Makes the part a point-cloud model from a JSON string holding PCD text; returns whether it was read.
   bool CreateCloudData(const Json::Value& json);
   // Builds the collision hierarchy over the clouds; its success becomes the collision-active flag.
-  void CreateEntireCloudsBVHMdl(const std::vector<Handle(CloudShape)>& clouds, bool force);
+  // The hierarchy is always rebuilt, so the second argument (a forced rebuild) changes nothing.
+  void CreateEntireCloudsBVHMdl(const std::vector<Handle(CloudShape)>& clouds, bool);
   // Returns the first point cloud among the part's display descendants, null when none.
   Handle(CloudShape) GetCollisionCloud() const;
 

@@ -28,6 +28,8 @@ namespace
 {
 // Smallest deflection (mm) of whole meshes.
 constexpr double MinDeflection = 0.01;
+// Deflection of whole meshes without an absolute one, as per-mille of the bounding diagonal.
+constexpr double DeflectionPermille = 2.0;
 
 // The process-wide whole meshes by entity hash index.
 struct MeshRegistry
@@ -42,8 +44,8 @@ MeshRegistry& Registry()
   return registry;
 }
 
-// Returns the watertight mesh of `shape` at `absolute` mm, or (absolute 0) at `permille` of its size.
-std::shared_ptr<MeshData> WatertightMesh(const TopoDS_Shape& shape, double absolute, double permille)
+// Returns the watertight mesh of `shape` at `absolute` mm, or (absolute 0) at a per-mille of its size.
+std::shared_ptr<MeshData> WatertightMesh(const TopoDS_Shape& shape, double absolute)
 {
   if (absolute > Precision::Confusion())
     return MeshProcessTools::CreateWatertightMesh(shape, absolute);
@@ -51,7 +53,7 @@ std::shared_ptr<MeshData> WatertightMesh(const TopoDS_Shape& shape, double absol
   BRepBndLib::Add(shape, box, false);
   if (box.IsVoid())
     return std::make_shared<MeshData>();
-  return MeshProcessTools::CreateWatertightMesh(shape, std::max(MinDeflection, permille / 1000.0 * std::sqrt(box.SquareExtent())));
+  return MeshProcessTools::CreateWatertightMesh(shape, std::max(MinDeflection, DeflectionPermille / 1000.0 * std::sqrt(box.SquareExtent())));
 }
 
 // One piece of the whole mesh: a part's shape (or its mesh) and its world placement.
@@ -180,8 +182,6 @@ void Entity::SetEntityShape(const Handle(ViewShape)& shape)
 {
   if (shape.IsNull())
     return;
-  const auto start = std::chrono::steady_clock::now();
-  myTakeOverState = 1;
   std::vector<Handle(ViewShape)> nodes = shape->GetAllSubViewShapes();
   nodes.insert(nodes.begin(), shape);
   for (const Handle(ViewShape)& node : nodes)
@@ -204,22 +204,9 @@ void Entity::SetEntityShape(const Handle(ViewShape)& shape)
   myMesh = BuildWholeMesh(pieces, deflection);
   myPendingMesh = {};
   myLoadMeshModel = false;
-  myMeshedParts = pieces.size();
-  myFailedParts = 0;
-  for (const MeshPiece& piece : pieces)
-    if (piece.mesh && piece.mesh->IsEmpty())
-      ++myFailedParts;
-  myMeshNodes = myMesh->Vertices.size();
-  myMeshTriangles = myMesh->Triangles.size();
-  {
-    MeshRegistry& registry = Registry();
-    const std::lock_guard<std::mutex> lock(registry.mutex);
-    registry.meshes[GetHashIndex()] = myMesh;
-  }
-  myMeshLayer = 0;
-  ++myTakeOvers;
-  myTakeOverState = 2;
-  myLastTakeOverSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  MeshRegistry& registry = Registry();
+  const std::lock_guard<std::mutex> lock(registry.mutex);
+  registry.meshes[GetHashIndex()] = myMesh;
 }
 
 void Entity::SetRootMdl(const Handle(ViewShape)& root)
@@ -346,16 +333,14 @@ std::shared_ptr<MeshData> Entity::GetEntireMeshData(const TopoDS_Shape& shape) c
 {
   if (shape.IsNull())
     return GetMeshPtr();
-  return WatertightMesh(shape, myMeshDeflection, myMeshDeflectionPermille);
+  return WatertightMesh(shape, myMeshDeflection);
 }
 
 void Entity::UpdateWatertightMeshModel(const TopoDS_Shape& shape, bool registerMesh, bool wait)
 {
   CollectPendingMesh(true);
   const double absolute = myMeshDeflection;
-  const double permille = myMeshDeflectionPermille;
-  myPendingMesh =
-    GetThreadPool().Submit([shape, absolute, permille]() { return WatertightMesh(shape, absolute, permille); });
+  myPendingMesh = GetThreadPool().Submit([shape, absolute]() { return WatertightMesh(shape, absolute); });
   myRegisterPending = registerMesh;
   myLoadMeshModel = true;
   CollectPendingMesh(wait);
@@ -437,7 +422,7 @@ void Entity::CheckSubMdlHasLayer()
       part->UpdateMdlColorLayer();
 }
 
-TopoDS_Shape Entity::RemoveSmallBodies(const TopoDS_Shape& shape)
+TopoDS_Shape Entity::RemoveSmallBodies(const TopoDS_Shape& shape) const
 {
   if (shape.IsNull() || (shape.ShapeType() != TopAbs_COMPOUND && shape.ShapeType() != TopAbs_COMPSOLID))
     return shape;
@@ -453,7 +438,6 @@ TopoDS_Shape Entity::RemoveSmallBodies(const TopoDS_Shape& shape)
       if (IsSmallEntitys(sub))
       {
         removed = true;
-        ++myRemovedBodies;
         continue;
       }
       const TopoDS_Shape cleaned = RemoveSmallBodies(sub);
@@ -484,5 +468,5 @@ double Entity::MeshDeflection(const Handle(ViewShape)& root) const
     BRepBndLib::Add(shape, box, false);
   if (box.IsVoid())
     return MinDeflection;
-  return std::max(MinDeflection, myMeshDeflectionPermille / 1000.0 * std::sqrt(box.SquareExtent()));
+  return std::max(MinDeflection, DeflectionPermille / 1000.0 * std::sqrt(box.SquareExtent()));
 }

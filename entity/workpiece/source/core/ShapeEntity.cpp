@@ -38,11 +38,11 @@ ShapeEntity& ShapeEntity::operator=(const ShapeEntity& other)
 {
   if (this == &other)
     return *this;
-  const Handle(ShapeEntity) source(&other);
+  // Copied by reference: a handle on `other` would delete a source that lives on the stack.
   SetEntityShape(other.Shape());
   SetId(other.GetId());
   SetHashIndex(other.GetHashIndex());
-  CopyFrom(source);
+  CopyFrom(other);
   myNeedSave = other.myNeedSave;
   return *this;
 }

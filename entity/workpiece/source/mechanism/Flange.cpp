@@ -19,9 +19,14 @@ Flange::~Flange()
 
 void Flange::LoadFromJson(const Json::Value& json)
 {
-  myLinkRodIndex = json["link_rod_index"].asUInt64();
-  myTrsf = DataHandle::JsonSixToTrsf(json["flange_ocs"]);
-  myChildEntityId = Uuid::FromString(json["child_entity"].asString());
+  // A member that is missing or of another type reads as the default, as a corrupt transform does
+  // (JsonSixToTrsf), instead of failing inside the JSON library.
+  const Json::Value& none = Json::Value::nullSingleton();
+  const Json::Value& link = json.isObject() ? json["link_rod_index"] : none;
+  const Json::Value& child = json.isObject() ? json["child_entity"] : none;
+  myLinkRodIndex = link.isUInt64() ? link.asUInt64() : 0;
+  myTrsf = DataHandle::JsonSixToTrsf(json.isObject() ? json["flange_ocs"] : none);
+  myChildEntityId = Uuid::FromString(child.isString() ? child.asString() : std::string());
 }
 
 Json::Value Flange::ToJson() const

@@ -385,7 +385,10 @@ void GenericEntity::AddNewLink(const std::shared_ptr<LinkRod>& link)
 
 void GenericEntity::RemoveLinkRod(LinkRod* link)
 {
-  if (LinkRod* parent = link->GetParentLinkRod())
+  const unsigned long long hash = link->GetLinkHashIndex();
+  const std::uint16_t position = GetLinkIndexOrder(hash);
+  LinkRod* parent = link->GetParentLinkRod();
+  if (parent != nullptr)
   {
     for (int i = 0; i < parent->SubLinkSize(); ++i)
       if (parent->GetSubLink(i) == link)
@@ -396,13 +399,41 @@ void GenericEntity::RemoveLinkRod(LinkRod* link)
   }
   else
   {
-    RemoveRootIndexFromVector(link->GetLinkHashIndex());
+    RemoveRootIndexFromVector(hash);
   }
-  const std::uint16_t position = GetLinkIndexOrder(link->GetLinkHashIndex());
-  myLinkIndexOrder.erase(link->GetLinkHashIndex());
+  // Axes are kept in the entity frame, so a child keeps its axis; its frame is made relative to
+  // the new parent so that a later derivation of the axis gives the same one.
+  for (int i = 0; i < link->SubLinkSize(); ++i)
+  {
+    LinkRod* child = link->GetSubLink(i);
+    child->SetCenterTrsf(link->GetCenterTrsf() * child->GetCenterTrsf());
+    if (parent != nullptr)
+    {
+      parent->AddChildLink(child);
+    }
+    else
+    {
+      child->SetParentLink(nullptr);
+      myRootLinkHashes.push_back(child->GetLinkHashIndex());
+    }
+  }
+  for (const std::shared_ptr<Flange>& flange : myFlanges)
+    if (flange->GetLinkRod() == link)
+    {
+      flange->SetLinkRodIndex(parent != nullptr ? parent->GetLinkHashIndex() : 0);
+      flange->SetLinkRod(parent);
+    }
+  myLinkIndexOrder.erase(hash);
   myLinkRods.erase(myLinkRods.begin() + position);
   UpdateStateSize();
   UpdateLinkIndexOrder();
+}
+
+void GenericEntity::UpdateLinkIndexOrder()
+{
+  myLinkIndexOrder.clear();
+  for (size_t i = 0; i < myLinkRods.size(); ++i)
+    myLinkIndexOrder[myLinkRods[i]->GetLinkHashIndex()] = static_cast<std::uint16_t>(i);
 }
 
 void GenericEntity::RemoveRootIndexFromVector(unsigned long long hash)

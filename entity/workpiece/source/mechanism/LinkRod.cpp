@@ -273,12 +273,19 @@ Json::Value LinkRod::ToJson() const
 
 void LinkRod::LoadFromJson(const Json::Value& json)
 {
-  myJointValue = json["joint_value"].asDouble();
-  myConfigJointType = static_cast<JointType>(json["joint_type"].asInt());
-  myName = json["name"].asString();
-  myLinkHash = json["link_hash"].asUInt64();
-  myLimit.lower = json["axis_min"].asDouble();
-  myLimit.upper = json["axis_max"].asDouble();
-  myCenterTrsf = DataHandle::JsonSixToTrsf(json["center_trsf"]);
+  // A member that is missing or of another type reads as the default, as a corrupt transform does
+  // (JsonSixToTrsf), instead of failing inside the JSON library.
+  const auto member = [&json](const char* key) -> const Json::Value& {
+    return json.isObject() ? json[key] : Json::Value::nullSingleton();
+  };
+  const auto number = [&member](const char* key, double fallback) {
+    return member(key).isNumeric() ? member(key).asDouble() : fallback;
+  };
+  myJointValue = number("joint_value", 0.0);
+  myConfigJointType = member("joint_type").isInt() ? static_cast<JointType>(member("joint_type").asInt()) : JointType::None;
+  myName = member("name").isString() ? member("name").asString() : std::string();
+  myLinkHash = member("link_hash").isUInt64() ? member("link_hash").asUInt64() : 0;
+  myLimit = AxisRange{number("axis_min", AxisRange().lower), number("axis_max", AxisRange().upper)};
+  myCenterTrsf = DataHandle::JsonSixToTrsf(member("center_trsf"));
   UpdateToAx1();
 }
