@@ -17,11 +17,8 @@
 #include <TopoDS_Compound.hxx>
 
 #include <algorithm>
-#include <atomic>
-#include <functional>
 #include <memory>
 #include <set>
-#include <stdexcept>
 #include <utility>
 
 namespace
