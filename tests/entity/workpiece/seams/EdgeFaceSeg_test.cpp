@@ -1,8 +1,8 @@
 #include "support/SeamSolids.h"
 #include "support/Solids.h"
 
+#include <entity/AutoWeldSeamAlgUtils.h>
 #include <entity/EdgeFaceSeg.h>
-#include <entity/GeoCurve.h>
 
 #include <BRepBuilderAPI_MakeEdge.hxx>
 #include <BRep_Tool.hxx>
@@ -12,13 +12,15 @@
 #include <gp_Circ.hxx>
 
 #include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <set>
+#include <sstream>
 
 TEST(EdgeFaceSeg, LengthRigidMovesAndStrictEquality)
 {
-  // A quarter of a circle of radius 20: length 10π, computed from the curve; a null edge changes nothing.
+  // A quarter of a circle of radius 20: length 10π, from the curve; a null edge changes nothing.
   EdgeFaceSeg arc;
-  arc.SetEdge(TopoDS_Edge());
-  EXPECT_DOUBLE_EQ(arc.GetSegLength(), -1.0);
   const TopoDS_Edge quarter = BRepBuilderAPI_MakeEdge(gp_Circ(gp::XOY(), 20.0), 0.0, M_PI / 2.0).Edge();
   arc.SetEdge(quarter);
   arc.SetEdge(TopoDS_Edge());
@@ -31,7 +33,6 @@ TEST(EdgeFaceSeg, LengthRigidMovesAndStrictEquality)
   seg.SetFace1(first.face1);
   seg.SetFace2(first.face2);
   const EdgeFaceSeg copy = seg;
-  EXPECT_EQ(copy, seg);
   gp_Trsf shift, turn, scale;
   shift.SetTranslation(gp_Vec(100, 0, 0));
   turn.SetRotation(gp::OZ(), M_PI / 2.0);
@@ -49,29 +50,81 @@ TEST(EdgeFaceSeg, LengthRigidMovesAndStrictEquality)
   flipped.SetFace2(TopoDS::Face(copy.Face2().Reversed()));
   swapped.SetFace1(copy.Face2());
   swapped.SetFace2(copy.Face1());
-  EXPECT_NE(flipped, copy);
-  EXPECT_NE(swapped, copy);
-
+  EXPECT_TRUE(copy == EdgeFaceSeg(copy) && flipped != copy && swapped != copy);
   seg.SetIntSeg(IntEdgeFaceSeg(4, 5, 6, 0.3, EdgeType::Concave));
   seg.SetEdgeType(EdgeType::Convex);
-  EXPECT_EQ(seg.GetIntSeg().edgeType, EdgeType::Convex);
-  EXPECT_EQ(seg.Face2_Index(), 6u);
+  EXPECT_TRUE(seg.GetIntSeg().edgeType == EdgeType::Convex && seg.Face2_Index() == 6u);
 }
 
-TEST(GeoCurve, CopiesShareTheCurveAndKeepTheTruncatedPlanes)
+TEST(IntEdgeFaceSeg, EqualityOrderingAndAlgorithmTag)
 {
-  const TopoDS_Edge edge = SeamSolids::Segment(gp_Pnt(1, 2, 3), gp_Pnt(11, 2, 3));
-  GeoCurve curve(edge);
-  ASSERT_FALSE(curve.GetCurve().IsNull());
-  EXPECT_LT(curve.GetStartPt().Distance(gp_Pnt(1, 2, 3)), 1e-12);
-  curve.SetCurveEdgeType(EdgeType::Concave);
-  const EdgeWithFaces seam = SeamSolids::TwoFaceEdges(Solids::Box(10, 10, 10)).front();
-  curve.GetTruncatedPlane()[0] = seam.face1;
-  curve.GetTruncatedPlane()[1] = seam.face2;
+  // Faces in either order, fuzzy values strictly within 0.01, the type not compared.
+  const IntEdgeFaceSeg a(5, 7, 9, 0.1, EdgeType::Concave);
+  EXPECT_EQ(a, IntEdgeFaceSeg(5, 9, 7, 0.105, EdgeType::Convex));
+  EXPECT_EQ(a, IntEdgeFaceSeg(5, 7, 9, 0.1 - 0.0099, EdgeType::Concave));
+  for (const IntEdgeFaceSeg& other : {IntEdgeFaceSeg(5, 9, 7, 0.11, EdgeType::Concave),
+                                      IntEdgeFaceSeg(6, 7, 9, 0.1, EdgeType::Concave), IntEdgeFaceSeg(5, 7, 8, 0.1, EdgeType::Concave)})
+    EXPECT_NE(a, other) << other.edgeIndex << " " << other.face2Index << " " << other.fuzzyValue;
+  EXPECT_TRUE(a.HasSameFaceWith(IntEdgeFaceSeg(99, 9, 7, 3.0, EdgeType::Unknown)));
+  EXPECT_FALSE(a.HasSameFaceWith(IntEdgeFaceSeg(5, 7, 7, 0.1, EdgeType::Unknown)));
 
-  GeoCurve assigned;
-  assigned = GeoCurve(curve);
-  EXPECT_EQ(assigned.GetCurveEdgeType(), EdgeType::Concave);
-  EXPECT_EQ(assigned.GetCurve(), curve.GetCurve()) << "the curve handle is shared, not duplicated";
-  EXPECT_TRUE(assigned.GetTruncatedPlane()[0].IsEqual(seam.face1) && assigned.GetTruncatedPlane()[1].IsEqual(seam.face2));
+  // By edge (unsigned), then by the wrapping face sum: 0xFFFFFFFF + 2 wraps to 1, before 2.
+  EXPECT_TRUE(IntEdgeFaceSeg(0x7FFFFFFF, 0, 0, 0.1, EdgeType::Unknown) < IntEdgeFaceSeg(0x80000000, 0, 0, 0.1, EdgeType::Unknown));
+  EXPECT_TRUE(IntEdgeFaceSeg(5, 0xFFFFFFFF, 2, 0.1, EdgeType::Unknown) < IntEdgeFaceSeg(5, 1, 1, 0.1, EdgeType::Unknown));
+  const IntEdgeFaceSeg sameSum(5, 1, 15, 0.1, EdgeType::Concave);
+  EXPECT_TRUE(!(a < sameSum) && !(sameSum < a) && a != sameSum);
+  const std::set<IntEdgeFaceSeg> seams{a, sameSum, IntEdgeFaceSeg(3, 1, 2, 0.1, EdgeType::Convex)};
+  EXPECT_EQ(seams.size(), 2u) << "segments of one edge with one face sum collapse in a set";
+  EXPECT_EQ(seams.begin()->edgeIndex, 3u);
+
+  IntEdgeFaceSeg tagged(0xF0000003, 0x00000004, 0x7FFFFFFF, 0.1, EdgeType::Concave);
+  tagged.UpdateIntDataWithAlgoOffset(0x10000000);
+  EXPECT_EQ(tagged, IntEdgeFaceSeg(0x10000003, 0x10000004, 0x1FFFFFFF, 0.1, EdgeType::Concave));
+  tagged.UpdateIntDataWithAlgoOffset(0x00000100);
+  EXPECT_EQ(tagged.edgeIndex, 0x00000103u) << "the tag is cleared and other offset bits OR-ed in unchecked";
+  for (const auto& [sub, solid] : {std::pair{0x00060005u, 0x00060001u}, {0x0001FFFFu, 1u}, {0x00020000u, 0x00020001u}})
+    EXPECT_EQ(AutoWeldSeamAlgUtils::SolidIndexOfSubIndex(sub), solid) << sub;
+}
+
+TEST(IntEdgeFaceSeg, JsonRoundTripOlderShortFormsAndRefusals)
+{
+  const auto parse = [](const std::string& text) {
+    Json::Value value;
+    std::istringstream in(text);
+    EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &value, nullptr)) << text;
+    return value;
+  };
+  IntEdgeFaceSeg full(0x80000001, 2, 0xFFFFFFFF, 0.25, EdgeType::Convex);
+  full.auxFlag = full.needViewConvex = false;
+  full.auxNumber = -3;
+  const Json::Value json = full.ToJson();
+  ASSERT_TRUE(json.size() == 8 && json[5].isBool());
+  EXPECT_EQ(IntEdgeFaceSeg(parse(Json::FastWriter().write(json))).ToJson(), json);
+
+  // Members beyond the array keep their values; the flags are read together or not at all.
+  struct Form
+  {
+    const char* text;
+    std::uint32_t face2;
+    EdgeType type;
+    bool auxFlag, needViewConvex;
+    int auxNumber;
+  };
+  for (const Form& form : {Form{"[3,4,5,0.2,1]", 5, EdgeType::Concave, true, true, 1},
+                           Form{"[3,4,5,0.2,1,0]", 5, EdgeType::Concave, true, true, 1},
+                           Form{"[3,4,5,0.2,1,0,false]", 5, EdgeType::Concave, false, false, 1},
+                           Form{"[3,4,5,0.2,2,7,true,9]", 5, EdgeType::Convex, true, true, 9},
+                           Form{"[3,4]", 0, EdgeType::Unknown, true, true, 1}})
+  {
+    const IntEdgeFaceSeg read(parse(form.text));
+    EXPECT_TRUE(read.face2Index == form.face2 && read.edgeType == form.type && read.auxFlag == form.auxFlag &&
+                read.needViewConvex == form.needViewConvex && read.auxNumber == form.auxNumber)
+      << form.text << " reads as " << read.ToJson().toStyledString();
+  }
+  // Values that are no index are refused with the JSON library's error, not wrapped around.
+  EXPECT_THROW(IntEdgeFaceSeg(parse("[-1,4,5,0.2,1]")), Json::LogicError);
+  EXPECT_THROW(IntEdgeFaceSeg(parse("[\"3\",4,5,0.2,1]")), Json::LogicError);
+  IntEdgeFaceSeg untouched(1, 2, 3, 0.5, EdgeType::Convex);
+  untouched.FromJson(parse("{\"edge\": 4}"));
+  EXPECT_EQ(untouched.ToJson(), IntEdgeFaceSeg(1, 2, 3, 0.5, EdgeType::Convex).ToJson()) << "an object is no seam array";
 }
