@@ -102,25 +102,17 @@ TEST(IntEdgeFaceSeg, JsonRoundTripOlderShortFormsAndRefusals)
   EXPECT_EQ(IntEdgeFaceSeg(parse(Json::FastWriter().write(json))).ToJson(), json);
 
   // Members beyond the array keep their values; the flags are read together or not at all.
-  struct Form
-  {
-    const char* text;
-    std::uint32_t face2;
-    EdgeType type;
-    bool auxFlag, needViewConvex;
-    int auxNumber;
+  const auto record = [](EdgeType type, bool flag, int number, std::uint32_t face2 = 5, double fuzzy = 0.2) {
+    IntEdgeFaceSeg seg(3, 4, face2, fuzzy, type);
+    seg.auxFlag = seg.needViewConvex = flag;
+    seg.auxNumber = number;
+    return seg.ToJson();
   };
-  for (const Form& form : {Form{"[3,4,5,0.2,1]", 5, EdgeType::Concave, true, true, 1},
-                           Form{"[3,4,5,0.2,1,0]", 5, EdgeType::Concave, true, true, 1},
-                           Form{"[3,4,5,0.2,1,0,false]", 5, EdgeType::Concave, false, false, 1},
-                           Form{"[3,4,5,0.2,2,7,true,9]", 5, EdgeType::Convex, true, true, 9},
-                           Form{"[3,4]", 0, EdgeType::Unknown, true, true, 1}})
-  {
-    const IntEdgeFaceSeg read(parse(form.text));
-    EXPECT_TRUE(read.face2Index == form.face2 && read.edgeType == form.type && read.auxFlag == form.auxFlag &&
-                read.needViewConvex == form.needViewConvex && read.auxNumber == form.auxNumber)
-      << form.text << " reads as " << read.ToJson().toStyledString();
-  }
+  for (const auto& [text, read] : std::vector<std::pair<std::string, Json::Value>>{
+         {"[3,4,5,0.2,1]", record(EdgeType::Concave, true, 1)}, {"[3,4,5,0.2,1,0]", record(EdgeType::Concave, true, 1)},
+         {"[3,4,5,0.2,1,0,false]", record(EdgeType::Concave, false, 1)},
+         {"[3,4,5,0.2,2,7,true,9]", record(EdgeType::Convex, true, 9)}, {"[3,4]", record(EdgeType::Unknown, true, 1, 0, 0.0)}})
+    EXPECT_EQ(IntEdgeFaceSeg(parse(text)).ToJson(), read) << text;
   // Values that are no index are refused with the JSON library's error, not wrapped around.
   EXPECT_THROW(IntEdgeFaceSeg(parse("[-1,4,5,0.2,1]")), Json::LogicError);
   EXPECT_THROW(IntEdgeFaceSeg(parse("[\"3\",4,5,0.2,1]")), Json::LogicError);

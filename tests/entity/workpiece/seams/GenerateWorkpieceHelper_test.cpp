@@ -47,15 +47,12 @@ TEST(GenerateWorkpieceHelper, CollinearityAndFacesFromPolygonsAndCircles)
          {Points({}), 0}})
   {
     const TopoDS_Face face = GenerateWorkpieceHelper::MakeFaceByPnt(points);
-    ASSERT_EQ(face.IsNull(), edges == 0) << points.Length();
-    if (edges == 0)
-      continue;
     int count = 0;
     for (TopExp_Explorer it(face, TopAbs_EDGE); it.More(); it.Next())
       ++count;
-    EXPECT_EQ(count, edges);
-    EXPECT_TRUE(BRepCheck_Analyzer(face).IsValid());
-    EXPECT_NEAR(ShapeHandle::GetAreaOrVol(face), 100.0, 1e-9);
+    EXPECT_EQ(count, edges) << points.Length();
+    EXPECT_TRUE(face.IsNull() == (edges == 0) && (face.IsNull() || BRepCheck_Analyzer(face).IsValid()));
+    EXPECT_NEAR(face.IsNull() ? 100.0 : ShapeHandle::GetAreaOrVol(face), 100.0, 1e-9);
   }
   const TopoDS_Face disc = GenerateWorkpieceHelper::MakeFaceByCirc(gp_Circ(gp_Ax2(gp_Pnt(1, 2, 3), gp::DX()), 4.0));
   EXPECT_TRUE(BRepCheck_Analyzer(disc).IsValid());
@@ -84,16 +81,15 @@ TEST(GenerateWorkpieceHelper, FilletArcTangentToBothLegsAndPlatesByExtrusion)
   gp_Vec ta, tb;
   curve.D1(curve.FirstParameter(), a, ta);
   curve.D1(curve.LastParameter(), b, tb);
-  EXPECT_LT(a.Distance(corner.Translated(gp_Vec(u) * r)), 1e-9);
-  EXPECT_LT(b.Distance(corner.Translated(gp_Vec(v) * r)), 1e-9);
+  EXPECT_LT(a.Distance(corner.Translated(gp_Vec(u) * r)) + b.Distance(corner.Translated(gp_Vec(v) * r)), 1e-9);
   EXPECT_LT(ta.Angle(gp_Vec(u).Reversed()) + tb.Angle(gp_Vec(v)), 1e-9) << "leaves one leg and joins the other along them";
   EXPECT_NEAR(curve.Circle().Radius(), r * std::tan(M_PI / 6), 1e-9);
   EXPECT_NEAR(GCPnts_AbscissaPoint::Length(curve), r * std::tan(M_PI / 6) * (2 * M_PI / 3), 1e-9);
 
   // A 40 × 20 plate: no prism below 0.001 along the normal; volume is area × height along the normal.
   const TopoDS_Face square = GenerateWorkpieceHelper::MakeFaceByPnt(Points({{0, 0, 0}, {40, 0, 0}, {40, 20, 0}, {0, 20, 0}}));
-  EXPECT_TRUE(GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 0, 0.0009), false).IsNull());
-  EXPECT_FALSE(GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 0, 0.001), false).IsNull());
+  EXPECT_TRUE(GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 0, 0.0009), false).IsNull() &&
+              !GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 0, 0.001), false).IsNull());
   const TopoDS_Shape plate = GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 3, 8), false);
   ASSERT_TRUE(!plate.IsNull() && BRepCheck_Analyzer(plate).IsValid());
   EXPECT_NEAR(ShapeHandle::GetAreaOrVol(plate), 800.0 * 8.0, 1e-6);
@@ -101,7 +97,6 @@ TEST(GenerateWorkpieceHelper, FilletArcTangentToBothLegsAndPlatesByExtrusion)
   EXPECT_TRUE(BRepCheck_Analyzer(centred).IsValid());
   Bnd_Box box;
   BRepBndLib::AddOptimal(centred, box, false, false);
-  EXPECT_NEAR(box.CornerMin().Z(), -5.0, 1e-9);
-  EXPECT_NEAR(box.CornerMax().Z(), 5.0, 1e-9);
+  EXPECT_LT(std::abs(box.CornerMin().Z() + 5.0) + std::abs(box.CornerMax().Z() - 5.0), 1e-9);
   EXPECT_NEAR(ShapeHandle::GetAreaOrVol(centred), 8000.0, 1e-6);
 }
