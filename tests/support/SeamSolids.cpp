@@ -36,15 +36,11 @@ TopoDS_Shape Extruded(std::initializer_list<gp_Pnt> points, double depth)
 TopoDS_Shape Nearest(const TopoDS_Shape& shape, TopAbs_ShapeEnum type, const gp_Pnt& point,
                      const std::function<gp_Pnt(const TopoDS_Shape&)>& at)
 {
-  TopoDS_Shape best;
-  double bestDistance = std::numeric_limits<double>::max();
+  std::pair<double, TopoDS_Shape> best{std::numeric_limits<double>::max(), TopoDS_Shape()};
   for (TopExp_Explorer it(shape, type); it.More(); it.Next())
-    if (at(it.Current()).Distance(point) < bestDistance)
-    {
-      bestDistance = at(it.Current()).Distance(point);
-      best = it.Current();
-    }
-  return best;
+    best = std::min(best, {at(it.Current()).Distance(point), it.Current()},
+                    [](const auto& a, const auto& b) { return a.first < b.first; });
+  return best.second;
 }
 } // namespace
 

@@ -8,19 +8,27 @@
 #include <cadtools/ShapeHandle.h>
 #include <cadtools/WorkpieceError.h>
 
+#include <BRepBuilderAPI_MakeEdge.hxx>
 #include <BRepBuilderAPI_MakeFace.hxx>
 #include <BRepBuilderAPI_MakeWire.hxx>
 #include <BRepPrimAPI_MakeSphere.hxx>
 #include <BRep_Builder.hxx>
+#include <BRep_Tool.hxx>
 #include <Message_ProgressIndicator.hxx>
+#include <Standard_DomainError.hxx>
 #include <TopExp.hxx>
 #include <TopTools_IndexedMapOfShape.hxx>
+#include <TopoDS.hxx>
 #include <TopoDS_Compound.hxx>
 #include <TopoDS_Iterator.hxx>
+#include <gp_Circ.hxx>
 
 #include <gtest/gtest.h>
+#include <json/json.h>
 
 #include <random>
+#include <set>
+#include <sstream>
 
 namespace
 {
@@ -191,13 +199,11 @@ TEST(SeamExtractor, MinimumLengthProgressAndCancellation)
     EXPECT_TRUE(part.segs[i] == all.segs[i] && part.segs[i].GetEdgeType() == all.segs[i].GetEdgeType()) << i;
 }
 
-TEST(FaceProximity, AgreesWithTheKernelAroundAFaceWithHolesAndOnACylinder)
+TEST(FaceProximity, AgreesWithTheKernelAroundAFaceWithHoles)
 {
   const TopoDS_Face top = SeamSolids::FaceNear(SeamSolids::StuddedPlate(3, 2), gp_Pnt(50, 45, 10));
-  ASSERT_NEAR(ShapeHandle::GetAreaOrVol(top), 100.0 * 80.0 - 6 * 60.0, 1e-6) << "the base's top, less the studs";
-  const FaceProximity prepared(top), curved(SeamSolids::FaceNear(Solids::Cylinder(5, 10), gp_Pnt(5, 0, 5)));
-  ASSERT_TRUE(prepared.IsPrepared() && !curved.IsPrepared()) << "curved faces are answered by the kernel";
-  EXPECT_EQ(prepared.VertexPoints().size(), 2u * (4u + 6u * 4u)) << "4 outer edges and 6 holes of 4, 2 ends each";
+  const FaceProximity prepared(top);
+  ASSERT_TRUE(prepared.IsPrepared() && prepared.VertexPoints().size() == 2u * (4u + 6u * 4u)) << "4 + 6 × 4 edges";
   std::mt19937 random(7);
   std::uniform_real_distribution<double> x(-10, 110), y(-10, 90), z(7, 13);
   std::vector<gp_Pnt> points{gp_Pnt(15, 13, 10), gp_Pnt(15, 13, 11.5), gp_Pnt(9.5, 13, 10.2), gp_Pnt(10, 13, 10),
@@ -206,8 +212,93 @@ TEST(FaceProximity, AgreesWithTheKernelAroundAFaceWithHolesAndOnACylinder)
     points.emplace_back(x(random), y(random), z(random));
   for (const gp_Pnt& p : points)
     EXPECT_NEAR(prepared.Distance(p), AutoWeldSeamAlgUtils::DistOfPntToFace(p, top), 1e-7) << p.X() << " " << p.Y();
-  EXPECT_NEAR(curved.Distance(gp_Pnt(8, 0, 5)), 3.0, 1e-7);
   // The strict limit: exactly tol away is off, as in IsVertexOnFace; 3 mm from the hole's edge.
   EXPECT_TRUE(!prepared.IsOn(gp_Pnt(50, 40, 10.5), 0.5) && prepared.IsOn(gp_Pnt(50, 40, 10.5), 0.5 + 1e-9));
   EXPECT_TRUE(!prepared.IsOn(gp_Pnt(15, 13, 10), 3.0 - 1e-6) && prepared.IsOn(gp_Pnt(15, 13, 10), 3.0 + 1e-6));
+}
+
+TEST(EdgeFaceSeg, LengthRigidMovesAndStrictEquality)
+{
+  // A quarter of a circle of radius 20 is 10π long; setting a null edge changes nothing.
+  EdgeFaceSeg arc;
+  arc.SetEdge(BRepBuilderAPI_MakeEdge(gp_Circ(gp::XOY(), 20.0), 0.0, M_PI / 2.0).Edge());
+  arc.SetEdge(TopoDS_Edge());
+  EXPECT_TRUE(!arc.Edge().IsNull() && std::abs(arc.GetSegLength() - 10.0 * M_PI) < 1e-9) << arc.GetSegLength();
+  const EdgeWithFaces first = SeamSolids::TwoFaceEdges(Solids::Box(10, 20, 30)).front();
+  EdgeFaceSeg seg;
+  seg.SetEdge(first.edge);
+  seg.SetFace1(first.face1);
+  seg.SetFace2(first.face2);
+  const EdgeFaceSeg copy = seg;
+  gp_Trsf shift, turn, scale;
+  shift.SetTranslation(gp_Vec(100, 0, 0));
+  turn.SetRotation(gp::OZ(), M_PI / 2.0);
+  scale.SetScale(gp::Origin(), 2.0);
+  seg.Transform(turn);
+  seg.Transform(shift); // applied after the turn
+  EXPECT_DOUBLE_EQ(seg.GetSegLength(), copy.GetSegLength());
+  EXPECT_NE(copy, seg);
+  const gp_Pnt before = BRep_Tool::Pnt(TopExp::FirstVertex(first.edge));
+  EXPECT_LT(BRep_Tool::Pnt(TopExp::FirstVertex(seg.Edge())).Distance(before.Transformed(shift * turn)), 1e-9);
+  EXPECT_THROW(seg.Transform(scale), Standard_DomainError);
+
+  // The same shapes with a face reversed, or the faces swapped, are not the same segment.
+  EdgeFaceSeg flipped = copy, swapped = copy;
+  flipped.SetFace2(TopoDS::Face(copy.Face2().Reversed()));
+  swapped.SetFace1(copy.Face2());
+  swapped.SetFace2(copy.Face1());
+  EXPECT_TRUE(copy == EdgeFaceSeg(copy) && flipped != copy && swapped != copy);
+  seg.SetIntSeg(IntEdgeFaceSeg(4, 5, 6, 0.3, EdgeType::Concave));
+  seg.SetEdgeType(EdgeType::Convex);
+  EXPECT_TRUE(seg.GetIntSeg().edgeType == EdgeType::Convex && seg.Face2_Index() == 6u);
+}
+
+TEST(IntEdgeFaceSeg, EqualityOrderingAndAlgorithmTag)
+{
+  // Faces in either order, fuzzy values strictly within 0.01, the type not compared.
+  const IntEdgeFaceSeg a(5, 7, 9, 0.1, EdgeType::Concave);
+  EXPECT_TRUE(a == IntEdgeFaceSeg(5, 9, 7, 0.105, EdgeType::Convex) && a == IntEdgeFaceSeg(5, 7, 9, 0.0901, EdgeType::Concave));
+  EXPECT_TRUE(a != IntEdgeFaceSeg(5, 9, 7, 0.11, EdgeType::Concave) && a != IntEdgeFaceSeg(5, 7, 8, 0.1, EdgeType::Concave));
+  // By edge (unsigned), then by the wrapping face sum: 0xFFFFFFFF + 2 wraps to 1, before 2; equal sums collapse in a set.
+  EXPECT_TRUE(IntEdgeFaceSeg(0x7FFFFFFF, 0, 0, 0.1, EdgeType::Unknown) < IntEdgeFaceSeg(0x80000000, 0, 0, 0.1, EdgeType::Unknown));
+  EXPECT_TRUE(IntEdgeFaceSeg(5, 0xFFFFFFFF, 2, 0.1, EdgeType::Unknown) < IntEdgeFaceSeg(5, 1, 1, 0.1, EdgeType::Unknown));
+  EXPECT_EQ(std::set<IntEdgeFaceSeg>({a, IntEdgeFaceSeg(5, 1, 15, 0.1, EdgeType::Concave)}).size(), 1u);
+  IntEdgeFaceSeg tagged(0xF0000003, 0x00000004, 0x7FFFFFFF, 0.1, EdgeType::Concave);
+  tagged.UpdateIntDataWithAlgoOffset(0x10000000);
+  EXPECT_EQ(tagged, IntEdgeFaceSeg(0x10000003, 0x10000004, 0x1FFFFFFF, 0.1, EdgeType::Concave));
+}
+
+TEST(IntEdgeFaceSeg, JsonRoundTripOlderShortFormsAndRefusals)
+{
+  const auto parse = [](const std::string& text) {
+    Json::Value value;
+    std::istringstream in(text);
+    EXPECT_TRUE(Json::parseFromStream(Json::CharReaderBuilder(), in, &value, nullptr)) << text;
+    return value;
+  };
+  IntEdgeFaceSeg full(0x80000001, 2, 0xFFFFFFFF, 0.25, EdgeType::Convex);
+  full.auxFlag = full.needViewConvex = false;
+  full.auxNumber = -3;
+  const Json::Value json = full.ToJson();
+  ASSERT_TRUE(json.size() == 8 && json[5].isBool());
+  EXPECT_EQ(IntEdgeFaceSeg(parse(Json::FastWriter().write(json))).ToJson(), json);
+
+  // Members beyond the array keep their values; the flags are read together or not at all.
+  const auto record = [](EdgeType type, bool flag, int number, std::uint32_t face2 = 5, double fuzzy = 0.2) {
+    IntEdgeFaceSeg seg(3, 4, face2, fuzzy, type);
+    seg.auxFlag = seg.needViewConvex = flag;
+    seg.auxNumber = number;
+    return seg.ToJson();
+  };
+  for (const auto& [text, read] : std::vector<std::pair<std::string, Json::Value>>{
+         {"[3,4,5,0.2,1]", record(EdgeType::Concave, true, 1)}, {"[3,4,5,0.2,1,0]", record(EdgeType::Concave, true, 1)},
+         {"[3,4,5,0.2,1,0,false]", record(EdgeType::Concave, false, 1)},
+         {"[3,4,5,0.2,2,7,true,9]", record(EdgeType::Convex, true, 9)}, {"[3,4]", record(EdgeType::Unknown, true, 1, 0, 0.0)}})
+    EXPECT_EQ(IntEdgeFaceSeg(parse(text)).ToJson(), read) << text;
+  // Values that are no index are refused with the JSON library's error, not wrapped around.
+  EXPECT_THROW(IntEdgeFaceSeg(parse("[-1,4,5,0.2,1]")), Json::LogicError);
+  EXPECT_THROW(IntEdgeFaceSeg(parse("[\"3\",4,5,0.2,1]")), Json::LogicError);
+  IntEdgeFaceSeg untouched(1, 2, 3, 0.5, EdgeType::Convex);
+  untouched.FromJson(parse("{\"edge\": 4}"));
+  EXPECT_EQ(untouched.ToJson(), IntEdgeFaceSeg(1, 2, 3, 0.5, EdgeType::Convex).ToJson()) << "an object is no seam array";
 }
