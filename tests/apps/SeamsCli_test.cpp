@@ -4,8 +4,6 @@
 #include <cadtools/DataHandle.h>
 
 #include <BRepTools.hxx>
-#include <IGESControl_Controller.hxx>
-#include <IGESControl_Writer.hxx>
 #include <Message.hxx>
 #include <Message_PrinterOStream.hxx>
 #include <STEPControl_Reader.hxx>
@@ -25,20 +23,7 @@ const std::string Examples = WORKPIECE_EXAMPLES_DIR "/";
 const std::string TSummary = "24 seams: 2 concave, 22 convex, 0 unknown; concave length 200.00 mm";
 const std::string LSummary = "18 seams: 1 concave, 17 convex, 0 unknown; concave length 80.00 mm";
 
-// Returns a fresh scratch folder, as a path ending in a slash.
-std::string Scratch()
-{
-  const fs::path dir = fs::temp_directory_path() / ("workpiece_cli_" + std::to_string(::getpid()));
-  fs::remove_all(dir);
-  fs::create_directories(dir);
-  return dir.string() + "/";
-}
-
-struct CliRun
-{
-  int code;
-  std::string out, err;
-};
+struct CliRun { int code; std::string out, err; };
 
 // Runs the command-line tool with `args` in `dir`, capturing its exit code and both streams.
 CliRun Cli(const std::string& args, const std::string& dir)
@@ -62,7 +47,9 @@ TopoDS_Shape ReadStep(const std::string& step)
 
 TEST(SeamsCli, ExamplePartsInEveryFormatTheirJsonAndBadInput)
 {
-  const std::string dir = Scratch();
+  const std::string dir = (fs::temp_directory_path() / ("workpiece_cli_" + std::to_string(::getpid()))).string() + "/";
+  fs::remove_all(dir);
+  fs::create_directories(dir);
   const CliRun t = Cli("seams " + Examples + "tjoint.step", dir);
   EXPECT_TRUE(t.code == 0 && t.out.find(TSummary) != std::string::npos && t.err.empty()) << t.out << t.err;
   EXPECT_EQ(t.out.find("Statistics"), std::string::npos) << "exchange statistics stay off the output";
@@ -82,34 +69,23 @@ TEST(SeamsCli, ExamplePartsInEveryFormatTheirJsonAndBadInput)
       written.append(IntEdgeFaceSeg(record).ToJson());
     EXPECT_EQ(written, expected) << name;
   }
-  const CliRun shortOnes = Cli("seams " + Examples + "lbracket.step --min-length 55", dir);
-  EXPECT_NE(shortOnes.out.find("10 seams: 1 concave, 9 convex"), std::string::npos) << shortOnes.out;
-  EXPECT_NE(shortOnes.out.find("8 shorter than the minimum length"), std::string::npos) << shortOnes.out;
-
-  // Generated afresh, the examples give what the committed ones give; as BREP and IGES, the same kinds.
+  const std::string shortOnes = Cli("seams " + Examples + "lbracket.step --min-length 55", dir).out;
+  EXPECT_TRUE(shortOnes.find("10 seams: 1 concave, 9 convex") != std::string::npos &&
+              shortOnes.find("8 shorter than the minimum length") != std::string::npos) << shortOnes;
+  // Generated afresh, the examples give what the committed ones give.
   ASSERT_EQ(Cli("generate-examples " + dir + "parts", dir).code, 0);
   for (const std::string part : {"tjoint", "lbracket"})
-  {
-    EXPECT_LT(fs::file_size(dir + "parts/" + part + ".step"), 64u * 1024u) << "example parts are small";
-    ASSERT_EQ(Cli("seams " + dir + "parts/" + part + ".step --json " + dir + "new.json", dir).code, 0);
-    ASSERT_EQ(Cli("seams " + Examples + part + ".step --json " + dir + "old.json", dir).code, 0);
-    EXPECT_EQ(DataHandle::LoadJson(dir + "new.json"), DataHandle::LoadJson(dir + "old.json")) << part;
-  }
-  // The same part as BREP and IGES; cut short, and other bad input, gives a clear error and exit code.
+    EXPECT_TRUE(Cli("seams " + dir + "parts/" + part + ".step --json " + dir + "new.json", dir).code == 0 &&
+                Cli("seams " + Examples + part + ".step --json " + dir + "old.json", dir).code == 0 &&
+                DataHandle::LoadJson(dir + "new.json") == DataHandle::LoadJson(dir + "old.json")) << part;
+  // The same part as BREP; cut short, and other bad input, gives a clear error and exit code.
   const TopoDS_Shape shape = ReadStep(Examples + "tjoint.step");
   std::ostringstream brep;
   BRepTools::Write(shape, brep);
   std::ofstream(dir + "tjoint.brep") << brep.str();
   std::ofstream(dir + "cut.brep") << brep.str().substr(0, brep.str().size() / 2);
-  IGESControl_Controller::Init();
-  IGESControl_Writer iges("MM", 1);
-  iges.AddShape(shape);
-  ASSERT_TRUE(iges.Write((dir + "tjoint.IGS").c_str()));
-  for (const char* file : {"tjoint.brep", "tjoint.IGS"})
-  {
-    const CliRun run = Cli("seams " + dir + file, dir);
-    EXPECT_TRUE(run.code == 0 && run.out.find(TSummary) != std::string::npos) << file << "\n" << run.out << run.err;
-  }
+  const CliRun brepRun = Cli("seams " + dir + "tjoint.brep", dir);
+  EXPECT_TRUE(brepRun.code == 0 && brepRun.out.find(TSummary) != std::string::npos) << brepRun.out << brepRun.err;
   std::ofstream(dir + "garbage.step") << "ISO-10303-21;\nthis is not a step file\n";
   std::ofstream(dir + "empty.brep");
   std::ofstream(dir + "part.obj") << "v 0 0 0\n";

@@ -114,7 +114,6 @@ TEST(ThreadPool, LoopsCoverEverySliceOnceAndStopOnAnErrorOrABreak)
   };
   EXPECT_THROW(pool.ParallelFor(1000, 1, slice), WorkpieceError);
   EXPECT_LT(ran.load(), 1000);
-
   // A pool of one runs its slices in order on the caller; a break stops exactly where it falls.
   std::vector<std::size_t> order;
   const std::thread::id caller = std::this_thread::get_id();

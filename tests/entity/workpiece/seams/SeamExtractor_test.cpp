@@ -209,13 +209,13 @@ TEST(SeamExtractor, MinimumLengthProgressAndCancellation)
 
 TEST(FaceProximity, AgreesWithTheKernelAroundAFaceWithHoles)
 {
+  // Points in a hole, beside a stud, on the boundary and all about the studded plate's top.
   const TopoDS_Face top = SeamSolids::FaceNear(SeamSolids::StuddedPlate(3, 2), gp_Pnt(50, 45, 10));
   const FaceProximity prepared(top);
   ASSERT_TRUE(prepared.IsPrepared() && prepared.VertexPoints().size() == 2u * (4u + 6u * 4u)) << "4 + 6 × 4 edges";
   std::mt19937 random(7);
   std::uniform_real_distribution<double> x(-10, 110), y(-10, 90), z(7, 13);
-  std::vector<gp_Pnt> points{gp_Pnt(15, 13, 10), gp_Pnt(15, 13, 11.5), gp_Pnt(9.5, 13, 10.2), gp_Pnt(10, 13, 10),
-                             gp_Pnt(0, 0, 10), gp_Pnt(50, 40, 10)}; // in a hole, beside a stud, on the boundary
+  std::vector<gp_Pnt> points{{15, 13, 10}, {15, 13, 11.5}, {9.5, 13, 10.2}, {10, 13, 10}, {0, 0, 10}, {50, 40, 10}};
   for (int i = 0; i < 300; ++i)
     points.emplace_back(x(random), y(random), z(random));
   for (const gp_Pnt& p : points)
@@ -255,7 +255,7 @@ TEST(EdgeFaceSeg, LengthRigidMovesAndStrictEquality)
   EXPECT_TRUE(copy == EdgeFaceSeg(copy) && flipped != copy && swapped != copy);
 }
 
-TEST(IntEdgeFaceSeg, EqualityOrderingAndAlgorithmTag)
+TEST(IntEdgeFaceSeg, EqualityOrderingOlderShortFormsJsonRoundTripAndRefusals)
 {
   // Faces in either order, fuzzy values strictly within 0.01, the type not compared.
   const IntEdgeFaceSeg a(5, 7, 9, 0.1, EdgeType::Concave);
@@ -265,13 +265,6 @@ TEST(IntEdgeFaceSeg, EqualityOrderingAndAlgorithmTag)
   EXPECT_TRUE(IntEdgeFaceSeg(0x7FFFFFFF, 0, 0, 0.1, EdgeType::Unknown) < IntEdgeFaceSeg(0x80000000, 0, 0, 0.1, EdgeType::Unknown));
   EXPECT_TRUE(IntEdgeFaceSeg(5, 0xFFFFFFFF, 2, 0.1, EdgeType::Unknown) < IntEdgeFaceSeg(5, 1, 1, 0.1, EdgeType::Unknown));
   EXPECT_EQ(std::set<IntEdgeFaceSeg>({a, IntEdgeFaceSeg(5, 1, 15, 0.1, EdgeType::Concave)}).size(), 1u);
-  IntEdgeFaceSeg tagged(0xF0000003, 0x00000004, 0x7FFFFFFF, 0.1, EdgeType::Concave);
-  tagged.UpdateIntDataWithAlgoOffset(0x10000000);
-  EXPECT_EQ(tagged, IntEdgeFaceSeg(0x10000003, 0x10000004, 0x1FFFFFFF, 0.1, EdgeType::Concave));
-}
-
-TEST(IntEdgeFaceSeg, OlderShortFormsJsonRoundTripAndRefusals)
-{
   const auto parse = [](const std::string& text) { return JsonText::Parse(text.data(), text.data() + text.size(), GetThreadPool()); };
   // Members beyond the array keep their values; the flags are read together or not at all.
   const auto record = [](EdgeType type, bool flag, int number, std::uint32_t face2 = 5, double fuzzy = 0.2) {
@@ -296,11 +289,8 @@ TEST(IntEdgeFaceSeg, OlderShortFormsJsonRoundTripAndRefusals)
   EXPECT_EQ(untouched.ToJson(), IntEdgeFaceSeg(1, 2, 3, 0.5, EdgeType::Convex).ToJson()) << "an object is no seam array";
 }
 
-TEST(GenerateWorkpieceHelper, CollinearityAndFacesFromPolygonsAndCircles)
+TEST(GenerateWorkpieceHelper, FacesFromPolygonsAndCircles)
 {
-  // Near points merge; about 0.02 rad off the line is off it.
-  EXPECT_FALSE(GenerateWorkpieceHelper::CheckPntsIsNotInSameLine(Points({{0, 0, 0}, {0.5, 0, 0}, {0, 0.5, 0}})));
-  EXPECT_TRUE(GenerateWorkpieceHelper::CheckPntsIsNotInSameLine(Points({{0, 0, 0}, {10, 0, 0}, {100, 2, 0}})));
   const double nan = std::numeric_limits<double>::quiet_NaN();
   // A closing point repeating the first, or a point repeated, makes no edge; off the plane or NaN, no face.
   for (const auto& [points, edges] : std::vector<std::pair<NCollection_Sequence<gp_Pnt>, int>>{
