@@ -2,7 +2,6 @@
 
 #include <BRepAdaptor_Curve.hxx>
 #include <BRepAlgoAPI_Fuse.hxx>
-#include <BRepBuilderAPI_MakeEdge.hxx>
 #include <BRepBuilderAPI_MakeFace.hxx>
 #include <BRepBuilderAPI_MakePolygon.hxx>
 #include <BRepGProp.hxx>
@@ -77,11 +76,6 @@ TopoDS_Shape SeamSolids::StuddedPlate(int nx, int ny)
     throw Standard_Failure("SeamSolids::StuddedPlate: fuse failed");
   fuse.SimplifyResult();
   return fuse.Shape();
-}
-
-TopoDS_Edge SeamSolids::Segment(const gp_Pnt& a, const gp_Pnt& b)
-{
-  return BRepBuilderAPI_MakeEdge(a, b).Edge();
 }
 
 TopoDS_Face SeamSolids::FaceNear(const TopoDS_Shape& shape, const gp_Pnt& point)

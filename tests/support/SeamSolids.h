@@ -1,5 +1,6 @@
 #pragma once
 
+#include <BRepBuilderAPI_MakeEdge.hxx>
 #include <TopoDS_Edge.hxx>
 #include <TopoDS_Face.hxx>
 #include <gp_Pnt.hxx>
@@ -29,7 +30,7 @@ public:
   // Returns a 100 × 80 × 10 plate with nx × ny studs of 10 × 6 × 20 fused on top (corner of stud
   // (i, j) at (10 + 20i, 10 + 20j, 10)): the top face gets one hole per stud, 4 concave edges each.
   static TopoDS_Shape StuddedPlate(int nx, int ny);
-  static TopoDS_Edge Segment(const gp_Pnt& a, const gp_Pnt& b);
+  static TopoDS_Edge Segment(const gp_Pnt& a, const gp_Pnt& b) { return BRepBuilderAPI_MakeEdge(a, b).Edge(); }
   // Return the face whose centre, or the edge whose middle, is nearest `point`.
   static TopoDS_Face FaceNear(const TopoDS_Shape& shape, const gp_Pnt& point);
   static TopoDS_Edge EdgeNear(const TopoDS_Shape& shape, const gp_Pnt& point);
