@@ -9,6 +9,7 @@ find_package(spdlog REQUIRED CONFIG)
 find_package(simdjson REQUIRED CONFIG)
 find_package(LibArchive REQUIRED)
 find_package(Threads REQUIRED)
+find_package(TBB REQUIRED CONFIG)
 
 # OCCT targets carry no include path; this interface target supplies it as SYSTEM.
 if(NOT TARGET workpiece_occt)

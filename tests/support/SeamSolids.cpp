@@ -2,27 +2,26 @@
 
 #include <BRepAdaptor_Curve.hxx>
 #include <BRepAlgoAPI_Fuse.hxx>
-#include <BRepPrimAPI_MakeBox.hxx>
-#include <Standard_Failure.hxx>
-#include <TopTools_ListOfShape.hxx>
-#include <BRepBuilderAPI_MakeEdge.hxx>
 #include <BRepBuilderAPI_MakeFace.hxx>
 #include <BRepBuilderAPI_MakePolygon.hxx>
 #include <BRepGProp.hxx>
+#include <BRepPrimAPI_MakeBox.hxx>
 #include <BRepPrimAPI_MakePrism.hxx>
+#include <BRep_Builder.hxx>
 #include <BRep_Tool.hxx>
 #include <GProp_GProps.hxx>
+#include <Standard_Failure.hxx>
 #include <TopExp.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopTools_IndexedDataMapOfShapeListOfShape.hxx>
 #include <TopoDS.hxx>
+#include <TopoDS_Compound.hxx>
 
-#include <initializer_list>
+#include <functional>
 #include <limits>
 
 namespace
 {
-// Returns the prism of the closed polygon in the XY plane, `depth` along Z.
 TopoDS_Shape Extruded(std::initializer_list<gp_Pnt> points, double depth)
 {
   BRepBuilderAPI_MakePolygon polygon;
@@ -30,6 +29,17 @@ TopoDS_Shape Extruded(std::initializer_list<gp_Pnt> points, double depth)
     polygon.Add(p);
   polygon.Close();
   return BRepPrimAPI_MakePrism(BRepBuilderAPI_MakeFace(polygon.Wire(), true).Face(), gp_Vec(0, 0, depth)).Shape();
+}
+
+// Returns the sub-shape of `type` whose point `at` gives is nearest `point`.
+TopoDS_Shape Nearest(const TopoDS_Shape& shape, TopAbs_ShapeEnum type, const gp_Pnt& point,
+                     const std::function<gp_Pnt(const TopoDS_Shape&)>& at)
+{
+  std::pair<double, TopoDS_Shape> best{std::numeric_limits<double>::max(), TopoDS_Shape()};
+  for (TopExp_Explorer it(shape, type); it.More(); it.Next())
+    best = std::min(best, {at(it.Current()).Distance(point), it.Current()},
+                    [](const auto& a, const auto& b) { return a.first < b.first; });
+  return best.second;
 }
 } // namespace
 
@@ -56,56 +66,31 @@ TopoDS_Shape SeamSolids::ThinWedge()
 
 TopoDS_Shape SeamSolids::StuddedPlate(int nx, int ny)
 {
-  TopTools_ListOfShape arguments, tools;
-  arguments.Append(BRepPrimAPI_MakeBox(100, 80, 10).Shape());
-  for (int i = 0; i < nx; ++i)
-    for (int j = 0; j < ny; ++j)
-      tools.Append(BRepPrimAPI_MakeBox(gp_Pnt(10 + 20 * i, 10 + 20 * j, 10), 10, 6, 20).Shape());
-  BRepAlgoAPI_Fuse fuse;
-  fuse.SetArguments(arguments);
-  fuse.SetTools(tools);
-  fuse.Build();
+  BRep_Builder builder;
+  TopoDS_Compound studs;
+  builder.MakeCompound(studs);
+  for (int i = 0; i < nx * ny; ++i)
+    builder.Add(studs, BRepPrimAPI_MakeBox(gp_Pnt(10 + 20 * (i / ny), 10 + 20 * (i % ny), 10), 10, 6, 20).Shape());
+  BRepAlgoAPI_Fuse fuse(BRepPrimAPI_MakeBox(100, 80, 10).Shape(), studs);
   if (!fuse.IsDone())
     throw Standard_Failure("SeamSolids::StuddedPlate: fuse failed");
   fuse.SimplifyResult();
   return fuse.Shape();
 }
 
-TopoDS_Edge SeamSolids::Segment(const gp_Pnt& a, const gp_Pnt& b)
-{
-  return BRepBuilderAPI_MakeEdge(a, b).Edge();
-}
-
 TopoDS_Face SeamSolids::FaceNear(const TopoDS_Shape& shape, const gp_Pnt& point)
 {
-  TopoDS_Face best;
-  double bestDistance = std::numeric_limits<double>::max();
-  for (TopExp_Explorer it(shape, TopAbs_FACE); it.More(); it.Next())
-  {
+  return TopoDS::Face(Nearest(shape, TopAbs_FACE, point, [](const TopoDS_Shape& face) {
     GProp_GProps props;
-    BRepGProp::SurfaceProperties(it.Current(), props);
-    if (props.CentreOfMass().Distance(point) < bestDistance)
-    {
-      bestDistance = props.CentreOfMass().Distance(point);
-      best = TopoDS::Face(it.Current());
-    }
-  }
-  return best;
+    BRepGProp::SurfaceProperties(face, props);
+    return props.CentreOfMass();
+  }));
 }
 
 TopoDS_Edge SeamSolids::EdgeNear(const TopoDS_Shape& shape, const gp_Pnt& point)
 {
-  TopoDS_Edge best;
-  double bestDistance = std::numeric_limits<double>::max();
-  for (TopExp_Explorer it(shape, TopAbs_EDGE); it.More(); it.Next())
-  {
-    const BRepAdaptor_Curve curve(TopoDS::Edge(it.Current()));
-    const gp_Pnt middle = curve.Value(0.5 * (curve.FirstParameter() + curve.LastParameter()));
-    if (middle.Distance(point) < bestDistance)
-    {
-      bestDistance = middle.Distance(point);
-      best = TopoDS::Edge(it.Current());
-    }
-  }
-  return best;
+  return TopoDS::Edge(Nearest(shape, TopAbs_EDGE, point, [](const TopoDS_Shape& edge) {
+    const BRepAdaptor_Curve curve(TopoDS::Edge(edge));
+    return curve.Value(0.5 * (curve.FirstParameter() + curve.LastParameter()));
+  }));
 }

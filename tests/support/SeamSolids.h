@@ -1,8 +1,8 @@
 #pragma once
 
+#include <BRepBuilderAPI_MakeEdge.hxx>
 #include <TopoDS_Edge.hxx>
 #include <TopoDS_Face.hxx>
-#include <TopoDS_Shape.hxx>
 #include <gp_Pnt.hxx>
 
 #include <vector>
@@ -21,25 +21,17 @@ class SeamSolids
 public:
   // Returns every edge of the shape shared by exactly two faces, with those faces as oriented in it.
   static std::vector<EdgeWithFaces> TwoFaceEdges(const TopoDS_Shape& shape);
-
-  // Returns a step block: profile (0,0) (20,0) (20,5) (10,5) (10,5.5) (0,5.5) extruded 30 along Z.
-  // Its inner edge at (10, 5) joins a 10 mm wide face and a 0.5 mm high one.
+  // Returns the profile (0,0) (20,0) (20,5) (10,5) (10,5.5) (0,5.5) extruded 30 along Z: its inner
+  // edge at (10, 5) joins a 10 mm wide face and a 0.5 mm high one.
   static TopoDS_Shape StepSolid();
-
-  // Returns a knife-edged wedge: triangle (0,0) (100,0) (100,4) extruded 20 along Z; at the edge
-  // along Z through the origin the faces' normals are 177.7 degrees apart.
+  // Returns the triangle (0,0) (100,0) (100,4) extruded 20 along Z: at its edge along Z through the
+  // origin the faces' normals are 177.7 degrees apart.
   static TopoDS_Shape ThinWedge();
-
-  // Returns a 100 × 80 × 10 base plate with nx × ny studs of 10 × 6 × 20 fused on its top (corner of
-  // stud (i, j) at (10 + 20i, 10 + 20j, 10)): the top face gets one hole per stud, 4 concave edges each.
+  // Returns a 100 × 80 × 10 plate with nx × ny studs of 10 × 6 × 20 fused on top (corner of stud
+  // (i, j) at (10 + 20i, 10 + 20j, 10)): the top face gets one hole per stud, 4 concave edges each.
   static TopoDS_Shape StuddedPlate(int nx, int ny);
-
-  // Returns the straight edge between two points.
-  static TopoDS_Edge Segment(const gp_Pnt& a, const gp_Pnt& b);
-
-  // Returns the face of `shape` whose centre is nearest `point`.
+  static TopoDS_Edge Segment(const gp_Pnt& a, const gp_Pnt& b) { return BRepBuilderAPI_MakeEdge(a, b).Edge(); }
+  // Return the face whose centre, or the edge whose middle, is nearest `point`.
   static TopoDS_Face FaceNear(const TopoDS_Shape& shape, const gp_Pnt& point);
-
-  // Returns the edge of `shape` whose middle is nearest `point`.
   static TopoDS_Edge EdgeNear(const TopoDS_Shape& shape, const gp_Pnt& point);
 };

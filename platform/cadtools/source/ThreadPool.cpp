@@ -1,37 +1,75 @@
 #include <cadtools/ThreadPool.h>
 
+#include <Message_ProgressRange.hxx>
+#include <Message_ProgressScope.hxx>
+
+#include <tbb/blocked_range.h>
+#include <tbb/global_control.h>
+#include <tbb/info.h>
+#include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
+#include <tbb/task_group.h>
+
 #include <algorithm>
-#include <atomic>
-#include <exception>
+#include <vector>
 
 namespace
 {
-// The pool whose worker runs on this thread, if any.
-thread_local const ThreadPool* CurrentPool = nullptr;
+// How many tasks or loop slices of any pool this thread is running, one inside another.
+thread_local unsigned PoolWorkDepth = 0;
+
+// The hardware threads this process may use.
+unsigned HardwareThreads()
+{
+  return static_cast<unsigned>(std::max(1, tbb::info::default_concurrency()));
+}
 } // namespace
 
-ThreadPool::ThreadPool(unsigned threads)
+struct ThreadPool::Arena
 {
-  std::lock_guard<std::mutex> lock(myMutex);
-  for (unsigned i = 0; i < std::max(1u, threads); ++i)
-    AddWorker();
+  explicit Arena(unsigned threads) : arena(static_cast<int>(threads), 0), group(context) {}
+
+  // No slot is kept for outside threads: a thread waiting on a future outside the pool leaves
+  // every slot to a worker.
+  tbb::task_arena arena;
+  // Isolated, so that a loop cancelled by an error in one task cancels no task submitted from it.
+  tbb::task_group_context context{tbb::task_group_context::isolated};
+  tbb::task_group group;
+};
+
+ThreadPool::ThreadPool(unsigned threads) : mySize(std::clamp(threads, 1u, HardwareThreads()))
+{
+  // oneTBB starts one worker fewer than the hardware threads, counting on the caller to work
+  // too; a caller waiting on a future does not, so the pool is given a worker for every thread.
+  static const tbb::global_control workers(tbb::global_control::max_allowed_parallelism, HardwareThreads() + 1);
+  myArena = std::make_unique<Arena>(mySize);
 }
 
 ThreadPool::~ThreadPool()
 {
-  {
-    std::lock_guard<std::mutex> lock(myMutex);
-    myStopping = true;
-  }
-  myWake.notify_all();
-  for (std::thread& worker : myWorkers)
-    worker.join();
+  myArena->arena.execute([this] { myArena->group.wait(); });
 }
 
-unsigned ThreadPool::Size() const
+bool ThreadPool::OnPoolThread()
 {
-  std::lock_guard<std::mutex> lock(myMutex);
-  return static_cast<unsigned>(myWorkers.size());
+  return PoolWorkDepth > 0;
+}
+
+void ThreadPool::RunAsTask(const std::function<void()>& job)
+{
+  struct Depth
+  {
+    Depth() { ++PoolWorkDepth; }
+    ~Depth() { --PoolWorkDepth; }
+  } depth;
+  // Isolated: a thread waiting inside `job` takes only work spawned inside it, never a task whose
+  // own wait could need the very frames it would sit upon.
+  tbb::this_task_arena::isolate(job);
+}
+
+void ThreadPool::Enqueue(std::function<void()> job)
+{
+  myArena->arena.enqueue(myArena->group.defer(std::move(job)));
 }
 
 void ThreadPool::ParallelFor(std::size_t count, std::size_t grain,
@@ -39,78 +77,59 @@ void ThreadPool::ParallelFor(std::size_t count, std::size_t grain,
 {
   grain = std::max<std::size_t>(1, grain);
   const std::size_t slices = (count + grain - 1) / grain;
-  if (slices == 0)
-    return;
-  std::atomic<std::size_t> next{0};
-  std::mutex failureMutex;
-  std::exception_ptr failure;
-  const auto drain = [&]() {
-    for (std::size_t slice = next.fetch_add(1); slice < slices; slice = next.fetch_add(1))
-    {
-      try
-      {
-        job(slice * grain, std::min(count, (slice + 1) * grain));
-      }
-      catch (...)
-      {
-        // No further slice starts; the first error is the one reported.
-        next = slices;
-        std::lock_guard<std::mutex> lock(failureMutex);
-        if (!failure)
-          failure = std::current_exception();
-      }
-    }
+  const auto runSlice = [&](std::size_t slice) {
+    RunAsTask([&] { job(slice * grain, std::min(count, (slice + 1) * grain)); });
   };
-  // The caller is one of the Size() threads at work, so no more threads run than the pool has.
-  std::vector<std::future<void>> helpers(std::min<std::size_t>(slices - 1, Size() - 1));
-  for (std::future<void>& helper : helpers)
-    helper = Submit(drain);
-  drain();
-  for (std::future<void>& helper : helpers)
-    helper.get();
-  if (failure)
-    std::rethrow_exception(failure);
-}
-
-void ThreadPool::Enqueue(std::function<void()> job)
-{
+  if (slices == 1 || mySize == 1)
   {
-    std::lock_guard<std::mutex> lock(myMutex);
-    myQueue.push_back(std::move(job));
-    // A worker that submits may go on to wait for this job; without an idle worker to take it
-    // every worker could end up waiting, so a new thread is started for it.
-    if (CurrentPool == this && myIdle < myQueue.size())
-      AddWorker();
+    for (std::size_t slice = 0; slice < slices; ++slice)
+      runSlice(slice);
+    return;
   }
-  myWake.notify_one();
+  // Its own context: an error in an enclosing loop lets this one finish rather than end it
+  // half done under a task whose result someone else may be waiting for.
+  tbb::task_group_context context(tbb::task_group_context::isolated);
+  myArena->arena.execute([&] {
+    tbb::this_task_arena::isolate([&] {
+      tbb::parallel_for(
+        tbb::blocked_range<std::size_t>(0, slices, 1),
+        [&](const tbb::blocked_range<std::size_t>& range) {
+          for (std::size_t slice = range.begin(); slice < range.end(); ++slice)
+            runSlice(slice);
+        },
+        tbb::simple_partitioner(), context);
+    });
+  });
 }
 
-void ThreadPool::AddWorker()
+bool ThreadPool::ParallelFor(std::size_t count, std::size_t grain,
+                             const std::function<void(std::size_t, std::size_t)>& job,
+                             const Message_ProgressRange& progress)
 {
-  myWorkers.emplace_back([this] { WorkerLoop(); });
-}
-
-void ThreadPool::WorkerLoop()
-{
-  CurrentPool = this;
-  std::unique_lock<std::mutex> lock(myMutex);
-  for (;;)
-  {
-    ++myIdle;
-    myWake.wait(lock, [this] { return myStopping || !myQueue.empty(); });
-    --myIdle;
-    if (myQueue.empty())
+  grain = std::max<std::size_t>(1, grain);
+  const std::size_t slices = (count + grain - 1) / grain;
+  Message_ProgressScope scope(progress, nullptr, static_cast<double>(std::max<std::size_t>(1, slices)));
+  // The ranges are taken here: a progress scope hands them out on one thread only.
+  std::vector<Message_ProgressRange> ranges;
+  ranges.reserve(slices);
+  for (std::size_t i = 0; i < slices; ++i)
+    ranges.push_back(scope.Next());
+  std::atomic<bool> complete{true};
+  ParallelFor(count, grain, [&](std::size_t begin, std::size_t end) {
+    Message_ProgressRange& range = ranges[begin / grain];
+    if (!complete || range.UserBreak())
+    {
+      complete = false;
       return;
-    std::function<void()> job = std::move(myQueue.front());
-    myQueue.pop_front();
-    lock.unlock();
-    job();
-    lock.lock();
-  }
+    }
+    job(begin, end);
+    range.Close();
+  });
+  return complete;
 }
 
 ThreadPool& GetThreadPool()
 {
-  static ThreadPool pool(std::max(1u, std::thread::hardware_concurrency()));
+  static ThreadPool pool(HardwareThreads());
   return pool;
 }

@@ -1,97 +1,130 @@
 #include <cadtools/ThreadPool.h>
+#include <cadtools/WorkpieceError.h>
+
+#include <Message_ProgressIndicator.hxx>
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
-#include <stdexcept>
+#include <filesystem>
+#include <mutex>
+#include <set>
 #include <thread>
-#include <numeric>
 
-TEST(ThreadPool, NestedTasksThatWaitRunToCompletion)
+namespace
 {
-  // Every worker of a two-thread pool ends up waiting on tasks it submitted, three levels deep.
+// Runs `body` on a thread of its own; a pool that deadlocks fails the run instead of hanging it.
+void FinishesInAMinute(const std::function<void()>& body)
+{
+  std::packaged_task<void()> task(body);
+  std::future<void> done = task.get_future();
+  std::thread(std::move(task)).detach();
+  if (done.wait_for(std::chrono::minutes(1)) != std::future_status::ready)
+  {
+    ADD_FAILURE() << "deadlocked";
+    std::_Exit(1);
+  }
+  done.get();
+}
+
+// Asks to stop once `stopAt` of the work is done.
+struct BreakAt : Message_ProgressIndicator
+{
+  explicit BreakAt(double stopAt) : stopAt(stopAt) {}
+  Standard_Boolean UserBreak() override { return GetPosition() >= stopAt; }
+  void Show(const Message_ProgressScope&, const Standard_Boolean) override {}
+  double stopAt;
+};
+} // namespace
+
+TEST(ThreadPool, EightNestedLoopsRunOnNoMoreThreadsThanTheHardwareHas)
+{
+  const unsigned hardware = std::max(1u, std::thread::hardware_concurrency());
+  EXPECT_TRUE(GetThreadPool().Size() == hardware && ThreadPool(64 * hardware).Size() == hardware && ThreadPool(0).Size() == 1);
+  std::mutex mutex;
+  std::set<std::thread::id> seen;
+  std::size_t leaves = 0, mostThreads = 0;
+  std::function<void(int)> nest = [&](int level) {
+    GetThreadPool().ParallelFor(2, 1, [&](std::size_t, std::size_t) {
+      if (level < 8)
+        return nest(level + 1);
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      const std::filesystem::directory_iterator tasks("/proc/self/task");
+      const std::lock_guard<std::mutex> lock(mutex);
+      seen.insert(std::this_thread::get_id());
+      mostThreads = std::max<std::size_t>(mostThreads, std::distance(begin(tasks), end(tasks)));
+      ++leaves;
+    });
+  };
+  FinishesInAMinute([&] { nest(1); });
+  // The pool's threads, one of them the caller, and the test's main thread; more than one when there are.
+  EXPECT_TRUE(leaves == 256 && seen.size() <= hardware + 1 && mostThreads <= hardware + 2 && seen.size() >= std::min(2u, hardware))
+    << leaves << " leaves, " << seen.size() << " threads seen, at most " << mostThreads << " in the process";
+}
+
+TEST(ThreadPool, TasksWaitingOnTasksTheySubmittedNeverDeadlock)
+{
+  // Every thread of the pool ends up waiting on tasks it submitted, three levels deep, from loops.
   ThreadPool pool(2);
-  std::function<long(int, int)> sum = [&](int depth, int value) -> long {
+  std::function<long(int, long)> sum = [&](int depth, long value) -> long {
     if (depth == 0)
       return value;
     std::vector<std::future<long>> parts;
-    for (int i = 0; i < 3; ++i)
+    for (long i = 0; i < 3; ++i)
       parts.push_back(pool.Submit([&sum, depth, value, i] { return sum(depth - 1, value * 3 + i); }));
-    long total = 0;
-    for (auto& part : parts)
-      total += part.get();
-    return total;
+    std::atomic<long> total{0};
+    pool.ParallelFor(3, 1, [&](std::size_t slice, std::size_t) { total += parts[slice].get(); });
+    return total.load();
   };
-  std::vector<std::future<long>> roots;
-  for (int r = 0; r < 4; ++r)
-    roots.push_back(pool.Submit([&sum, r] { return sum(3, r); }));
-  for (int r = 0; r < 4; ++r)
-  {
-    // The leaves of root r are r*27 .. r*27+26.
-    const long first = r * 27L;
-    EXPECT_EQ(roots[r].get(), 27 * first + 27 * 26 / 2) << r;
-  }
-  EXPECT_GT(pool.Size(), 2u) << "waiting workers made the pool grow";
+  FinishesInAMinute([&] {
+    std::vector<std::future<long>> roots;
+    for (long r = 0; r < 4; ++r)
+      roots.push_back(pool.Submit([&sum, r] { return sum(3, r); }));
+    for (long r = 0; r < 4; ++r)
+      EXPECT_EQ(roots[r].get(), 27 * (27 * r) + 27 * 26 / 2) << "the leaves of root r are 27r .. 27r + 26";
+  });
+  // A future handed to a thread outside the pool can be polled, as callers waiting for a mesh do.
+  std::future<int> polled = pool.Submit([] { return 42; });
+  for (int polls = 0; polls < 60000 && polled.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready;)
+    ++polls;
+  EXPECT_TRUE(polled.wait_for(std::chrono::seconds(0)) == std::future_status::ready && polled.get() == 42);
+  EXPECT_THROW(pool.Submit([]() -> int { throw WorkpieceError("task failed"); }).get(), WorkpieceError);
 }
 
-TEST(ThreadPool, SharedPoolRunsEveryTaskAndPassesExceptions)
-{
-  ThreadPool& pool = GetThreadPool();
-  EXPECT_EQ(&pool, &GetThreadPool());
-  EXPECT_GE(pool.Size(), 1u);
-  std::atomic<int> count{0};
-  std::vector<std::future<void>> done;
-  for (int i = 0; i < 1000; ++i)
-    done.push_back(pool.Submit([&count] { ++count; }));
-  for (auto& f : done)
-    f.get();
-  EXPECT_EQ(count.load(), 1000);
-
-  auto failing = pool.Submit([]() -> int { throw std::runtime_error("task failed"); });
-  EXPECT_THROW(failing.get(), std::runtime_error);
-  EXPECT_EQ(pool.Submit([] { return 41 + 1; }).get(), 42) << "a failed task leaves the pool working";
-}
-
-TEST(ThreadPool, ParallelForCoversEveryItemOnceEvenFromBusyWorkers)
+TEST(ThreadPool, LoopsCoverEverySliceOnceAndStopOnAnErrorOrABreak)
 {
   ThreadPool pool(2);
-  // Every count around the grain boundaries, and none at all.
   for (const std::size_t count : {0u, 1u, 6u, 7u, 8u, 1000u})
   {
     std::vector<std::atomic<int>> hits(count);
     pool.ParallelFor(count, 7, [&](std::size_t begin, std::size_t end) {
-      EXPECT_LE(end - begin, 7u);
+      EXPECT_TRUE(begin % 7 == 0 && end == std::min(count, begin + 7)) << begin << " " << end;
       for (std::size_t i = begin; i < end; ++i)
         ++hits[i];
     });
-    for (std::size_t i = 0; i < count; ++i)
-      ASSERT_EQ(hits[i].load(), 1) << "item " << i << " of " << count;
+    EXPECT_EQ(std::count(hits.begin(), hits.end(), 1), static_cast<long>(count));
   }
-
-  // Both workers busy in loops of their own: the callers finish them between them.
-  std::vector<std::future<long>> outer;
-  for (int r = 0; r < 2; ++r)
-    outer.push_back(pool.Submit([&pool] {
-      std::atomic<long> sum{0};
-      pool.ParallelFor(100, 3, [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i)
-          sum += static_cast<long>(i);
-      });
-      return sum.load();
-    }));
-  for (auto& f : outer)
-    EXPECT_EQ(f.get(), 99 * 100 / 2);
-
-  // A slice that throws stops the rest from starting and the first error reaches the caller. The
-  // others take a while, so that the stop shows even when the throwing thread is held up.
+  // The first error reaches the caller as thrown and no slice starts after it, though the thrower is held up.
   std::atomic<int> ran{0};
-  EXPECT_THROW(pool.ParallelFor(1000, 1,
-                                [&](std::size_t, std::size_t) {
-                                  if (++ran == 1)
-                                    throw std::runtime_error("the first slice");
-                                  std::this_thread::sleep_for(std::chrono::microseconds(100));
-                                }),
-               std::runtime_error);
+  const auto slice = [&](std::size_t, std::size_t) {
+    if (++ran == 1)
+      throw WorkpieceError("the first slice");
+    std::this_thread::sleep_for(std::chrono::microseconds(100));
+  };
+  EXPECT_THROW(pool.ParallelFor(1000, 1, slice), WorkpieceError);
   EXPECT_LT(ran.load(), 1000);
+  // A pool of one runs its slices in order on the caller; a break stops exactly where it falls.
+  std::vector<std::size_t> order;
+  const std::thread::id caller = std::this_thread::get_id();
+  const auto record = [&](std::size_t begin, std::size_t) { order.push_back(std::this_thread::get_id() == caller ? begin : 1); };
+  EXPECT_FALSE(ThreadPool(1).ParallelFor(100, 10, record, Handle(BreakAt)(new BreakAt(0.45))->Start()));
+  EXPECT_EQ(order, (std::vector<std::size_t>{0, 10, 20, 30, 40}));
+  // On the pool every slice that starts runs whole, and counts once.
+  for (const double stopAt : {2.0, 0.45})
+  {
+    std::atomic<std::size_t> items{0};
+    const Handle(BreakAt) progress = new BreakAt(stopAt);
+    const bool complete = pool.ParallelFor(1000, 10, [&](std::size_t b, std::size_t e) { items += e - b; }, progress->Start());
+    EXPECT_TRUE(items % 10 == 0 && complete == (stopAt > 1) &&
+                (complete ? items == 1000 && progress->GetPosition() > 1 - 1e-9 : items >= 450 && items < 1000)) << items;
+  }
 }

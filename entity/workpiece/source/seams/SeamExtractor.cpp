@@ -17,11 +17,8 @@
 #include <TopoDS_Compound.hxx>
 
 #include <algorithm>
-#include <atomic>
-#include <functional>
 #include <memory>
 #include <set>
-#include <stdexcept>
 #include <utility>
 
 namespace
@@ -51,19 +48,12 @@ EdgeType ClassifyPrepared(const Candidate& c, const SeamExtractor::Options& opti
 // Consecutive faces a pool thread prepares at a time: neighbours share topology, which then stays on one core.
 constexpr std::size_t FacesPerGrab = 8;
 
-// Runs job(i) for i in [0, count): on the pool, `grain` items at a time, or here.
-void ForEach(std::size_t count, bool parallel, std::size_t grain, const std::function<void(std::size_t)>& job)
+// Returns the pool for a run, which stays on the calling thread unless `parallel`: a pool of one
+// thread runs its loops there.
+ThreadPool& PoolFor(bool parallel)
 {
-  if (!parallel)
-  {
-    for (std::size_t i = 0; i < count; ++i)
-      job(i);
-    return;
-  }
-  GetThreadPool().ParallelFor(count, grain, [&job](std::size_t begin, std::size_t end) {
-    for (std::size_t i = begin; i < end; ++i)
-      job(i);
-  });
+  static ThreadPool callerOnly(1);
+  return parallel ? GetThreadPool() : callerOnly;
 }
 } // namespace
 
@@ -93,8 +83,10 @@ SeamExtractor::SeamExtractor(const TopoDS_Shape& shape, bool parallel)
   // Each face is prepared once for every later run, so that no edge walks a large face's topology
   // or copies its shared handles again: the threads would contend for their reference counts.
   myFaces.resize(faces.size());
-  ForEach(faces.size(), parallel, FacesPerGrab,
-          [&](std::size_t i) { myFaces[i] = std::make_unique<const FaceProximity>(faces[i]); });
+  PoolFor(parallel).ParallelFor(faces.size(), FacesPerGrab, [&](std::size_t begin, std::size_t end) {
+    for (std::size_t i = begin; i < end; ++i)
+      myFaces[i] = std::make_unique<const FaceProximity>(faces[i]);
+  });
 }
 
 void SeamExtractor::AddBlock(const TopoDS_Shape& shape, std::vector<TopoDS_Face>& allFaces)
@@ -200,43 +192,38 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
     }
   result.segs.resize(kept.size());
 
-  const std::size_t threads = options.parallel ? GetThreadPool().Size() : 1;
-  const std::size_t batchSize = std::max<std::size_t>(1, kept.size() / (threads * BatchesPerThread));
+  ThreadPool& pool = PoolFor(options.parallel);
+  const std::size_t batchSize = std::max<std::size_t>(1, kept.size() / (pool.Size() * BatchesPerThread));
   const std::size_t batches = (kept.size() + batchSize - 1) / batchSize;
   // Counted per batch and added up afterwards, so that threads write only to their own batches.
   std::vector<std::size_t> failed(batches, 0);
   std::vector<char> ran(batches, 0);
 
-  Message_ProgressScope scope(progress, "Classifying edges", static_cast<double>(std::max<std::size_t>(1, batches)));
-  // The ranges are taken here: a progress scope hands them out on one thread only.
-  std::vector<Message_ProgressRange> ranges;
-  ranges.reserve(batches);
-  for (std::size_t i = 0; i < batches; ++i)
-    ranges.push_back(scope.Next());
-  ForEach(batches, options.parallel, 1, [&](std::size_t batch) {
-    Message_ProgressRange& range = ranges[batch];
-    if (range.UserBreak())
-      return;
-    for (std::size_t i = batch * batchSize; i < std::min(kept.size(), (batch + 1) * batchSize); ++i)
-    {
-      const Candidate& candidate = *kept[i];
-      EdgeType type = EdgeType::Unknown;
-      try
+  Message_ProgressScope scope(progress, "Classifying edges", 1);
+  pool.ParallelFor(
+    kept.size(), batchSize,
+    [&](std::size_t begin, std::size_t end) {
+      const std::size_t batch = begin / batchSize;
+      for (std::size_t i = begin; i < end; ++i)
       {
-        type = ClassifyPrepared(candidate, options, myFaces);
+        const Candidate& candidate = *kept[i];
+        EdgeType type = EdgeType::Unknown;
+        try
+        {
+          type = ClassifyPrepared(candidate, options, myFaces);
+        }
+        catch (const Standard_Failure&)
+        {
+          ++failed[batch];
+        }
+        EdgeFaceSeg& seg = result.segs[i];
+        seg = candidate.seg;
+        seg.SetIntSeg(IntEdgeFaceSeg(candidate.edgeIndex, candidate.faceIndex1, candidate.faceIndex2,
+                                     options.fuzzyValue, type));
       }
-      catch (const Standard_Failure&)
-      {
-        ++failed[batch];
-      }
-      EdgeFaceSeg& seg = result.segs[i];
-      seg = candidate.seg;
-      seg.SetIntSeg(IntEdgeFaceSeg(candidate.edgeIndex, candidate.faceIndex1, candidate.faceIndex2,
-                                   options.fuzzyValue, type));
-    }
-    ran[batch] = 1;
-    range.Close();
-  });
+      ran[batch] = 1;
+    },
+    scope.Next());
 
   for (std::size_t batch = batches; batch-- > 0;)
   {
