@@ -28,7 +28,7 @@ constexpr size_t PoseCount = 64;
 constexpr double AgreementTolerance = 1.0e-9;
 
 // Random in-limit joint values (radians / mm, one per link; the base slide stays at 0).
-std::vector<std::vector<double>> Poses(const std::vector<JointSpec>& chain)
+std::vector<std::vector<double>> Poses(const std::vector<JointDefinition>& chain)
 {
   std::mt19937 random(5);
   std::vector<std::vector<double>> poses(PoseCount);
@@ -60,7 +60,7 @@ gp_Trsf FromKdl(const KDL::Frame& f)
 }
 
 // The same chain for KDL: each segment is a link's joint followed by the next link's center frame.
-KDL::Chain KdlChain(const std::vector<JointSpec>& chain)
+KDL::Chain KdlChain(const std::vector<JointDefinition>& chain)
 {
   static const KDL::Joint::JointType kinds[] = {KDL::Joint::TransX, KDL::Joint::TransY, KDL::Joint::TransZ,
                                                 KDL::Joint::RotX,   KDL::Joint::RotY,   KDL::Joint::RotZ};
@@ -95,7 +95,7 @@ void Check(bool ok, const char* what)
 // The compared computations must agree before they are timed.
 void CrossCheck()
 {
-  const std::vector<JointSpec> chain = Mechanisms::SixAxisRobot();
+  const std::vector<JointDefinition> chain = Mechanisms::SixAxisRobot();
   auto robot = Mechanisms::BuildRobot();
   const KDL::Chain kdl = KdlChain(chain);
   KDL::ChainFkSolverPos_recursive solver(kdl);
