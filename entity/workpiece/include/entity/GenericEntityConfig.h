@@ -89,7 +89,8 @@ public:
   void ChangeLinkLoaction(LinkRod* link, double value);
   // Places the sub-model `index` (0: the whole entity) at `trsf`; false when it is there already.
   std::pair<bool, gp_Trsf> ChangeMdlLocation(const gp_Trsf& trsf, unsigned long long index);
-  // Mounts `other` on the flange "install_index" carried by the link "link_hash".
+  // Mounts `other` on the flange "install_index" carried by the link "link_hash"; throws when
+  // `other` is this entity or carries it.
   void AssembleOtherModel(GenericEntityConfig* other, const Json::Value& assembly);
   // Sets flange 0 (and 1) from an arm's end or from assembly matrices; returns the arm's end frame.
   gp_Trsf UpdateModelAssemPts(const Json::Value& assembly);

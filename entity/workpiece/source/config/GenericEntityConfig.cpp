@@ -44,6 +44,17 @@ double UiToLink(const LinkRod& link)
   return link.GetJointType() == JointType::Rotary ? 1.0 / DegreesPerRadian : 1.0;
 }
 
+// Refuses to mount `other` on `parent` when `other` is `parent` or carries it: the entities would
+// move each other without end.
+void RequireNoCycle(const GenericEntity* parent, const GenericEntity* other, const char* operation)
+{
+  if (other == nullptr)
+    return;
+  for (const GenericEntity* at = parent; at != nullptr; at = at->GetParentEntity())
+    if (at == other)
+      EntityLog::Fail(WORKPIECE_LOC(operation), "实体不能安装在自身或其子实体上", "_index");
+}
+
 void RequireFinite(double value, const LinkRod& link, const char* operation)
 {
   if (!std::isfinite(value))
@@ -440,8 +451,7 @@ void GenericEntityConfig::AssembleOtherModel(GenericEntityConfig* other, const J
 {
   static const char* const operation = "GenericEntityConfig::AssembleOtherModel";
   MechanismJsonCheck::CheckAssembly(assembly, operation);
-  if (other == this)
-    EntityLog::Fail(WORKPIECE_LOC(operation), "实体不能安装在自身上", "_index");
+  RequireNoCycle(this, other, operation);
   const std::vector<double> saved = GetCurrentValue(0);
   Reset();
   const int index = assembly["install_index"].asInt();
@@ -565,6 +575,8 @@ void GenericEntityConfig::RecursiveLinkValue(LinkRod* link, double value)
 
 void GenericEntityConfig::AddSubMdlList(const std::set<opencascade::handle<ShapeEntity>>& models, bool display)
 {
+  if (GetRootMdl().IsNull())
+    return;
   for (const opencascade::handle<ShapeEntity>& model : models)
   {
     if (model.IsNull())
@@ -594,6 +606,8 @@ std::set<opencascade::handle<ShapeEntity>> GenericEntityConfig::RemoveSubMdlList
 
 void GenericEntityConfig::AddAllSubMdlsToAIS()
 {
+  if (GetRootMdl().IsNull())
+    return;
   for (const auto& [index, model] : GetSubMdls())
     if (!model.IsNull())
       GetRootMdl()->AddChildWithCurrentTransformation(model);
@@ -601,6 +615,8 @@ void GenericEntityConfig::AddAllSubMdlsToAIS()
 
 void GenericEntityConfig::RemoveAllSubMdlsFromAIS()
 {
+  if (GetRootMdl().IsNull())
+    return;
   for (const auto& [index, model] : GetSubMdls())
     if (!model.IsNull())
       GetRootMdl()->RemoveChildWithRestoreTransformation(model);
@@ -625,6 +641,7 @@ void GenericEntityConfig::ChangeFlangeInstallInfoByIndex(int index, GenericEntit
   if (index < 0 || index >= static_cast<int>(myFlanges.size()))
     EntityLog::Fail(WORKPIECE_LOC(operation), EntityLog::IndexError);
   MechanismJsonCheck::CheckFlange(flange, "flange", operation);
+  RequireNoCycle(this, entity, operation);
   Flange& seat = *myFlanges[static_cast<size_t>(index)];
   seat.LoadFromJson(flange);
   seat.SetLinkRod(GetLinkRodNodeByHash(seat.GetLinkRodIndex()));

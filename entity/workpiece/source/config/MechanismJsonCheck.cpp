@@ -16,6 +16,10 @@ constexpr Json::ArrayIndex SixCount = 6;
 constexpr Json::ArrayIndex MatrixRows = 3;
 constexpr Json::ArrayIndex MatrixColumns = 4;
 constexpr int LastConfiguredType = 5;
+// Links are numbered by 16-bit positions; flanges are made up to an assembly's index, so a wild
+// index would allocate without end.
+constexpr Json::ArrayIndex MaxLinks = 65535;
+constexpr int MaxFlangeIndex = 65535;
 
 class Checker
 {
@@ -210,6 +214,8 @@ void MechanismJsonCheck::Check(const Json::Value& mechanism, const char* operati
     check.OptionalHash(v, "PairOne", p);
     check.OptionalHash(v, "PairTwo", p);
   });
+  if (mechanism["LinkRod"].size() > MaxLinks)
+    check.Fail("_index", "连杆数量超过上限：" + std::to_string(mechanism["LinkRod"].size()));
   check.Tree(mechanism["LinkRod"]);
 }
 
@@ -218,7 +224,7 @@ void MechanismJsonCheck::CheckAssembly(const Json::Value& assembly, const char* 
   const Checker check(operation);
   check.Object(assembly, "assembly");
   check.OptionalInt(assembly, "install_index", "assembly");
-  if (assembly["install_index"].asInt() < 0)
+  if (assembly["install_index"].asInt() < 0 || assembly["install_index"].asInt() > MaxFlangeIndex)
     check.Fail("_index", "安装位置索引超过上下限");
   check.OptionalHash(assembly, "link_hash", "assembly");
   check.OptionalSix(assembly, "Six", "assembly");

@@ -4,6 +4,7 @@
 #include <entity/GenericEntityConfig.h>
 
 #include <cadtools/DataHandle.h>
+#include <cadtools/WorkpieceError.h>
 #include <cadtools/gpHandle.h>
 
 #include <gtest/gtest.h>
@@ -178,6 +179,10 @@ TEST(GenericEntityConfigCell, MountedEntitiesFollowTheirFlanges)
   ASSERT_TRUE(positioner.ForwardTrsf(std::vector<double>{30 * Deg, 45 * Deg}, false, true));
   ExpectSame(part.entity.GetRootMdlTrsf(), Move(0, 0, 800) * Turn(0, 30) * Move(0, 0, 100) * Turn(2, 45), "part");
 
+  // A mechanism cannot carry the entity that carries it.
+  EXPECT_THROW(part.entity.AssembleOtherModel(&positioner, Assembly(0, 0)), WorkpieceError);
+  EXPECT_THROW(positioner.AssembleOtherModel(&positioner, Assembly(0, 0)), WorkpieceError);
+
   // Mounting on flange 3 of a one-flange mechanism creates flanges 1 to 3 (the part leaves flange 0).
   positioner.AssembleOtherModel(&part.entity, Assembly(3, 0));
   EXPECT_EQ(positioner.GetFlange().size(), 4u);
@@ -262,6 +267,13 @@ TEST(GenericEntityConfigCell, AssemblyPointsOfAnArmAndAPedestal)
   EXPECT_EQ(robot.GetFlange().size(), 3u);
   EXPECT_EQ(robot.GetFlange()[2]->GetLinkRod(), robot.GetLinkRodNodeByHash(101));
   ExpectSame(robot.GetPedestalAssm(pedestal), Move(10, 0, 0), "pedestal read back");
+  // Indices that are no flange index are refused before any flange is made.
+  for (const Json::Value& index : {Json::Value("3"), Json::Value(-1), Json::Value(1 << 20)})
+  {
+    pedestal["install_index"] = index;
+    EXPECT_THROW(robot.UpdatePedestalAssm(pedestal), WorkpieceError) << index.toStyledString();
+  }
+  EXPECT_EQ(robot.GetFlange().size(), 3u);
 
   // A second view of the robot shares its links and flanges and drives them.
   GenericEntityConfig view(&robot);
