@@ -1,4 +1,5 @@
 #include "support/MechanismJson.h"
+#include "support/Transforms.h"
 #include "support/ViewTrees.h"
 
 #include <entity/GenericEntityConfig.h>
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <string>
 #include <cmath>
 #include <random>
 
@@ -18,61 +20,31 @@ namespace
 constexpr double Deg = M_PI / 180.0;
 constexpr double Tol = 1.0e-7;
 
-// 4×4 homogeneous matrices written out by hand, so that the expected poses share no code with gp_Trsf.
-using Mat4 = std::array<std::array<double, 4>, 4>;
-
-Mat4 Identity()
+// Frames composed link by link in each link's own frame, independent of the mechanism's product
+// of joint motions in the entity frame.
+gp_Trsf Move(double x, double y, double z)
 {
-  Mat4 m{};
-  for (int i = 0; i < 4; ++i)
-    m[i][i] = 1.0;
-  return m;
+  return Transforms::Translation(x, y, z);
 }
 
-Mat4 operator*(const Mat4& a, const Mat4& b)
+gp_Trsf Turn(int axis, double degrees)
 {
-  Mat4 m{};
-  for (int r = 0; r < 4; ++r)
-    for (int c = 0; c < 4; ++c)
-      for (int k = 0; k < 4; ++k)
-        m[r][c] += a[r][k] * b[k][c];
-  return m;
+  static const gp_Dir axes[] = {gp::DX(), gp::DY(), gp::DZ()};
+  return Transforms::Rotation(axes[axis], degrees);
 }
 
-Mat4 Move(double x, double y, double z)
+void ExpectSame(const gp_Trsf& actual, const gp_Trsf& expected, const std::string& what)
 {
-  Mat4 m = Identity();
-  m[0][3] = x;
-  m[1][3] = y;
-  m[2][3] = z;
-  return m;
-}
-
-// Right-handed turn by `degrees` about coordinate axis `axis` (0 X, 1 Y, 2 Z).
-Mat4 Turn(int axis, double degrees)
-{
-  Mat4 m = Identity();
-  const int i = (axis + 1) % 3;
-  const int j = (axis + 2) % 3;
-  m[i][i] = std::cos(degrees * Deg);
-  m[i][j] = -std::sin(degrees * Deg);
-  m[j][i] = std::sin(degrees * Deg);
-  m[j][j] = std::cos(degrees * Deg);
-  return m;
-}
-
-void ExpectSame(const gp_Trsf& actual, const Mat4& expected, const std::string& what)
-{
-  for (int r = 0; r < 3; ++r)
-    for (int c = 0; c < 4; ++c)
-      EXPECT_NEAR(actual.Value(r + 1, c + 1), expected[r][c], Tol * (c == 3 ? 1000.0 : 1.0)) << what << " (" << r
-                                                                                              << ", " << c << ")";
+  for (int r = 1; r <= 3; ++r)
+    for (int c = 1; c <= 4; ++c)
+      EXPECT_NEAR(actual.Value(r, c), expected.Value(r, c), Tol * (c == 4 ? 1000.0 : 1.0)) << what << " (" << r
+                                                                                             << ", " << c << ")";
 }
 
 // The sample robot as docs/formats.md gives it: each joint's frame on the previous one, then the
 // joint's own turn (J1 about Z, J2 and J3 about Y, J4 about X, J5 about Y, J6 about X), and the
 // tool flange turned 90° about Y on J6's frame.
-Mat4 RobotFlange(const std::array<double, 6>& q)
+gp_Trsf RobotFlange(const std::array<double, 6>& q)
 {
   return Move(0, 0, 400) * Turn(2, q[0]) * Move(150, 0, 275) * Turn(1, q[1]) * Move(0, 0, 700) * Turn(1, q[2]) *
          Move(200, 0, 115) * Turn(0, q[3]) * Move(600, 0, 0) * Turn(1, q[4]) * Move(100, 0, 0) * Turn(0, q[5]) *
@@ -80,7 +52,7 @@ Mat4 RobotFlange(const std::array<double, 6>& q)
 }
 
 // The torch's tool centre point on its own base: 30° bend, 250 mm body, 150 mm neck.
-Mat4 TorchTip()
+gp_Trsf TorchTip()
 {
   return Move(150 * std::sin(30 * Deg), 0, 250 + 150 * std::cos(30 * Deg)) * Turn(1, 30);
 }
@@ -216,20 +188,13 @@ TEST(GenericEntityConfigCell, ChangeLinkLoactionMovesModelsMountedEntitiesAndSub
   LinkRod* j5 = robot.GetLinkRodNodeByHash(105);
   robot.ChangeLinkLoaction(j5, 30.0);
   EXPECT_NEAR(j5->CurrentJointValue(), 30 * Deg, 1e-12);
-  const Mat4 delta = Move(950, 0, 1490) * Turn(1, 30) * Move(-950, 0, -1490);
-  const auto toMat = [](const gp_Trsf& t) {
-    Mat4 m = Identity();
-    for (int r = 0; r < 3; ++r)
-      for (int c = 0; c < 4; ++c)
-        m[r][c] = t.Value(r + 1, c + 1);
-    return m;
-  };
+  const gp_Trsf delta = Move(950, 0, 1490) * Turn(1, 30) * Move(-950, 0, -1490);
   for (size_t i = 0; i < 6; ++i)
   {
     const gp_Trsf after = robot.GetLink(i)->GetSubMdls()[0]->LocalTransformation();
-    ExpectSame(after, i < 4 ? toMat(before[i]) : delta * toMat(before[i]), "link part " + std::to_string(i));
+    ExpectSame(after, i < 4 ? (before[i]) : delta * (before[i]), "link part " + std::to_string(i));
   }
-  ExpectSame(torch.GetRootMdlTrsf(), delta * toMat(torchBefore), "torch");
+  ExpectSame(torch.GetRootMdlTrsf(), delta * (torchBefore), "torch");
   // J5's frame turned; the frames below it stay where they are on their parents.
   EXPECT_TRUE(gpHandle::IsSameTrsf(robot.GetLink(5)->GetCenterTrsf(), [] {
     gp_Trsf t;
@@ -241,11 +206,11 @@ TEST(GenericEntityConfigCell, ChangeLinkLoactionMovesModelsMountedEntitiesAndSub
   // Zeroing with moves turns J5 back. Moving the whole robot carries the torch; the same placement
   // again is no change.
   robot.InitialAllAxesToZero(true);
-  ExpectSame(torch.GetRootMdlTrsf(), toMat(torchBefore), "torch after zeroing");
+  ExpectSame(torch.GetRootMdlTrsf(), (torchBefore), "torch after zeroing");
   gp_Trsf aside;
   aside.SetTranslation(gp_Vec(100, 0, 0));
   EXPECT_TRUE(robot.ChangeMdlLocation(aside, 0).first);
-  ExpectSame(torch.GetRootMdlTrsf(), Move(100, 0, 0) * toMat(torchBefore), "torch after the robot moved");
+  ExpectSame(torch.GetRootMdlTrsf(), Move(100, 0, 0) * (torchBefore), "torch after the robot moved");
   EXPECT_FALSE(robot.ChangeMdlLocation(aside, 0).first);
 }
 
