@@ -168,6 +168,8 @@ int RunFkCommand(const std::vector<std::string>& args, std::ostream& out, std::o
 
   Json::Value report(Json::objectValue);
   report["mechanism"] = mechanism.GetName();
+  report["links"] = Json::Value(Json::arrayValue);
+  report["flanges"] = Json::Value(Json::arrayValue);
   out << "mechanism " << mechanism.GetName() << "\n"
       << Row("frame", Json::Value()) << "         x         y         z        rx        ry        rz\n";
   for (size_t i = 0; i < links.size(); ++i)
