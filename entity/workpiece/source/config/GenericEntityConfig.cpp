@@ -77,7 +77,7 @@ GenericEntityConfig::GenericEntityConfig(GenericEntity* other)
     source->CheckFlangNum(0);
   Entity::SetRootMdl(source->GetRootMdl());
   for (const auto& [index, part] : source->GetSubMdls())
-    if (!part.IsNull() && GetSubMdls().count(index) == 0)
+    if (!part.IsNull() && !GetRootMdl().IsNull() && GetSubMdls().count(index) == 0)
       AddSubMdl(part);
   myLinkIndexOrder = source->myLinkIndexOrder;
   myLinkRods = source->myLinkRods;
