@@ -99,6 +99,13 @@ TEST(GenericEntityConfig, BuildsTheLinkTreeInTwoPasses)
     EXPECT_EQ(e.GetLink(0), first);
     EXPECT_EQ(e.GetFlange().size(), 1u);
     EXPECT_NEAR(e.GetLinkRodNodeByHash(2)->GetLimit().upper, M_PI / 2, 1e-12);
+    // Taking the fixed part out of the registry drops it from the fixed parts.
+    const unsigned long long fixed = rig.parts[0]->GetHashIndex();
+    EXPECT_EQ(e.RemoveSubMdlList({fixed}, true), (std::set<Handle(ShapeEntity)>{rig.parts[0]}));
+    EXPECT_EQ(e.GetSubMdls().count(fixed), 0u);
+    EXPECT_TRUE(e.GetFixMdls().empty());
+    e.AddSubMdlList({rig.parts[0]}, false);
+    EXPECT_EQ(e.GetSubMdls().at(fixed), rig.parts[0]);
   }
   {
     // A child listed before its parent is hung under it only by the parent's "sub_links", and is
