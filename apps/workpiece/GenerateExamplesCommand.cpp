@@ -2,6 +2,7 @@
 
 #include "DemoParts.h"
 #include "PartReader.h"
+#include "SampleCell.h"
 
 #include <IFSelect_ReturnStatus.hxx>
 #include <STEPControl_Writer.hxx>
@@ -16,6 +17,8 @@ const char* Usage = R"(usage: workpiece generate-examples DIR
 Writes the demo's parts as STEP files into DIR (created if missing):
   tjoint.step     T-joint weldment, two concave seams of 100 mm
   lbracket.step   L-bracket, one concave seam of 80 mm
+  cell/           a six-axis robot, a tilt-and-turn positioner and a welding torch: mechanism
+                  JSON files (robot.json, positioner.json, torch.json) with their display trees
 exit codes: 0 success, 1 a file cannot be written, 2 wrong arguments.
 )";
 
@@ -57,5 +60,5 @@ int RunGenerateExamplesCommand(const std::vector<std::string>& args, std::ostrea
     }
     out << "wrote " << path << "\n";
   }
-  return 0;
+  return SampleCell::Write((folder / "cell").string(), out, err) ? 0 : 1;
 }

@@ -1,4 +1,5 @@
 #include "DemoCommand.h"
+#include "FkCommand.h"
 #include "GenerateExamplesCommand.h"
 #include "SeamsCommand.h"
 
@@ -22,8 +23,10 @@ commands:
                      (no input file needed)
   seams PART         print the weld seams of a STEP, IGES or BREP part; see
                      `workpiece seams --help` for --json, --classifier and --min-length
+  fk MECHANISM.json  print the world frames of a mechanism's links and flanges at the joint
+                     values of --joints; see `workpiece fk --help`
   generate-examples DIR
-                     write the demo's parts as STEP files into DIR
+                     write the demo's parts as STEP files and the sample cell into DIR
 
 options:
   --version   print the library version
@@ -53,6 +56,8 @@ int Run(int argc, char** argv)
     return RunDemoCommand(std::cout);
   if (command == "seams")
     return RunSeamsCommand(args, std::cout, std::cerr);
+  if (command == "fk")
+    return RunFkCommand(args, std::cout, std::cerr);
   if (command == "generate-examples")
     return RunGenerateExamplesCommand(args, std::cout, std::cerr);
   std::cerr << "workpiece: unknown command '" << command << "'\n" << Usage;

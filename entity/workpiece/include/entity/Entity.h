@@ -105,6 +105,8 @@ protected:
   // Gives a deep copy of its shape to every part that shares a shape body with an earlier part.
   void CheckSameShps() const;
   void CheckSubMdlHasLayer();
+  // Forgets every registered part (the display tree is left as it is).
+  void ClearSubMdls() { mySubMdls.clear(); }
 
 private:
   // Returns the shape without its small bodies (logs and returns it unchanged on failure).

@@ -77,6 +77,10 @@ public:
   int GetParentFlangeIndex() const { return myParentFlangeIndex; }
   // Stores the parent and the index of its flange this entity sits on (null and -1 when free).
   void SetParentEntity(GenericEntity* parent, int flangeIndex);
+  // Flange index of the last assembly onto a parent, kept when the entity is freed so that it can
+  // be mounted there again; -1 when never assembled.
+  int GetLastInstallIndex() const { return myLastInstallIndex; }
+  void SetLastInstallIndex(int index) { myLastInstallIndex = index; }
   EntityName GetEntityName() const { return myEntityName; }
   void SetEntityName(EntityName name) { myEntityName = name; }
   const std::set<unsigned long long>& GetSystems() const { return mySystems; }
@@ -171,6 +175,7 @@ protected:
   gp_Trsf myAssembleTrsf;
   GenericEntity* myParentEntity = nullptr;
   int myParentFlangeIndex = -1;
+  int myLastInstallIndex = -1;
   gp_Trsf myRootMdlTrsf;
   EntityName myEntityName = EntityName::Unnamed;
   std::vector<opencascade::handle<ShapeEntity>> myFixMdls;

@@ -24,6 +24,12 @@ public:
   // Whether the part is written when its entity is saved.
   bool NeedSave() const { return myNeedSave; }
   void SetNeedSave(bool needSave) { myNeedSave = needSave; }
+  // Whether the part takes part in collision checks ("CollisionPart" of its display-tree node).
+  bool IsCollisionPart() const { return myCollisionPart; }
+  void SetCollisionPart(bool collisionPart) { myCollisionPart = collisionPart; }
+  // Whether the part was built from drawing parameters ("DrawingPara" of its display-tree node).
+  bool IsDrawingPara() const { return myDrawingPara; }
+  void SetDrawingPara(bool drawingPara) { myDrawingPara = drawingPara; }
 
   // Places the part at the world transform `world`, taking out its display parent's placement.
   void SetTransformation(const gp_Trsf& world, bool update) override;
@@ -47,4 +53,6 @@ public:
 
 private:
   bool myNeedSave = true;
+  bool myCollisionPart = true;
+  bool myDrawingPara = false;
 };

@@ -32,6 +32,8 @@ ShapeEntity::ShapeEntity(const ShapeEntity& other) : ViewShape(other.Shape(), ot
   CopyFrom(other);
   SetHashIndex(other.GetHashIndex());
   myNeedSave = other.myNeedSave;
+  myCollisionPart = other.myCollisionPart;
+  myDrawingPara = other.myDrawingPara;
 }
 
 ShapeEntity& ShapeEntity::operator=(const ShapeEntity& other)
@@ -44,6 +46,8 @@ ShapeEntity& ShapeEntity::operator=(const ShapeEntity& other)
   SetHashIndex(other.GetHashIndex());
   CopyFrom(other);
   myNeedSave = other.myNeedSave;
+  myCollisionPart = other.myCollisionPart;
+  myDrawingPara = other.myDrawingPara;
   return *this;
 }
 

@@ -205,6 +205,8 @@ Handle(ShapeEntity) BuildNode(const Json::Value& object)
   if (const auto [found, colour] = ReadColour(object["color"]); found)
     node->SetColor(colour);
   node->SetCollisionGap(NumberOr(object["MinGap"], 0.0));
+  node->SetCollisionPart(!object["CollisionPart"].isBool() || object["CollisionPart"].asBool());
+  node->SetDrawingPara(object["DrawingPara"].isBool() && object["DrawingPara"].asBool());
   return node;
 }
 
@@ -231,6 +233,11 @@ Json::Value ExportNode(const Handle(ViewShape)& shape, bool clean)
   json["childs"] = Json::Value();
   json["ModelType"] = shape->GetModelType();
   json["MinGap"] = shape->GetCollisionGap();
+  if (const Handle(ShapeEntity) part = Handle(ShapeEntity)::DownCast(shape); !part.IsNull())
+  {
+    json["CollisionPart"] = part->IsCollisionPart();
+    json["DrawingPara"] = part->IsDrawingPara();
+  }
 
   if (shape->GetModelType() == ViewShape::MeshModel)
   {

@@ -1,0 +1,346 @@
+// Configured mechanisms on the sample cell: loading the robot (mechanism JSON, display tree, link
+// tree, collision models) against the bare parse of the same JSON files and read of the same BRep
+// texts, and the shares of the link tree and of the collision models in it; ForwardTrsf of the loaded robot with the torch mounted, its Forward alone, and KDL's
+// recursive solver on the same chain.
+#include <entity/GenericEntityConfig.h>
+#include <entity/ViewShapeUtil.h>
+
+#include <cadtools/DataHandle.h>
+#include <cadtools/gpHandle.h>
+
+#include <BRepTools.hxx>
+#include <BRep_Builder.hxx>
+#include <TopoDS_Shape.hxx>
+
+#include <benchmark/benchmark.h>
+#include <kdl/chain.hpp>
+#include <kdl/chainfksolverpos_recursive.hpp>
+#include <kdl/frames.hpp>
+#include <kdl/jntarray.hpp>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace
+{
+// Distinct joint-value sets cycled through so that no call repeats its predecessor's input.
+constexpr size_t PoseCount = 64;
+// Agreement demanded between the compared computations (mm and matrix entries).
+constexpr double AgreementTolerance = 1.0e-9;
+
+std::string CellFile(const std::string& name)
+{
+  return (std::filesystem::path(WORKPIECE_EXAMPLES_DIR) / "cell" / name).string();
+}
+
+// The mechanism JSON with its display-tree path made absolute.
+Json::Value MechanismJson(const std::string& name)
+{
+  Json::Value json = DataHandle::LoadJson(CellFile(name));
+  json["ShapeEntityPath"] = CellFile(json["ShapeEntityPath"].asString());
+  return json;
+}
+
+std::unique_ptr<GenericEntityConfig> Load(const std::string& name)
+{
+  auto entity = std::make_unique<GenericEntityConfig>();
+  entity->LoadFromJson(MechanismJson(name));
+  return entity;
+}
+
+void Check(bool ok, const char* what)
+{
+  if (!ok)
+  {
+    std::fprintf(stderr, "bench_config: %s\n", what);
+    std::exit(1);
+  }
+}
+
+// Random in-limit joint values (radians), 90 % of each range.
+std::vector<std::vector<double>> Poses(const GenericEntityConfig& robot)
+{
+  std::mt19937 random(5);
+  std::vector<std::vector<double>> poses(PoseCount);
+  for (std::vector<double>& pose : poses)
+    for (const auto& link : robot.GetLinkRods())
+      pose.push_back(
+        std::uniform_real_distribution<double>(link->GetLimit().lower * 0.9, link->GetLimit().upper * 0.9)(random));
+  return poses;
+}
+
+KDL::Frame ToKdl(const gp_Trsf& t)
+{
+  return KDL::Frame(KDL::Rotation(t.Value(1, 1), t.Value(1, 2), t.Value(1, 3), t.Value(2, 1), t.Value(2, 2),
+                                  t.Value(2, 3), t.Value(3, 1), t.Value(3, 2), t.Value(3, 3)),
+                    KDL::Vector(t.Value(1, 4), t.Value(2, 4), t.Value(3, 4)));
+}
+
+gp_Trsf FromKdl(const KDL::Frame& f)
+{
+  gp_Trsf t;
+  t.SetValues(f.M(0, 0), f.M(0, 1), f.M(0, 2), f.p.x(), f.M(1, 0), f.M(1, 1), f.M(1, 2), f.p.y(), f.M(2, 0),
+              f.M(2, 1), f.M(2, 2), f.p.z());
+  return t;
+}
+
+// The loaded robot's chain for KDL: the first link's frame, then each joint followed by the next
+// link's frame on it, the last followed by the flange on the last link's frame.
+KDL::Chain KdlChain(GenericEntityConfig& robot)
+{
+  static const KDL::Joint::JointType kinds[] = {KDL::Joint::TransX, KDL::Joint::TransY, KDL::Joint::TransZ,
+                                                KDL::Joint::RotX,   KDL::Joint::RotY,   KDL::Joint::RotZ};
+  const auto& links = robot.GetLinkRods();
+  KDL::Chain kdl;
+  kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::Fixed), ToKdl(links.front()->GetCenterTrsf())));
+  const gp_Trsf lastFrame = robot.GetFatherTrsf(links.back().get(), true) * links.back()->GetCenterTrsf();
+  for (size_t i = 0; i < links.size(); ++i)
+  {
+    const gp_Trsf tip = i + 1 < links.size() ? links[i + 1]->GetCenterTrsf()
+                                             : lastFrame.Inverted() * robot.GetFlange()[0]->GetTrsf();
+    kdl.addSegment(
+      KDL::Segment(KDL::Joint(kinds[static_cast<int>(links[i]->GetConfigJointType())]), ToKdl(tip)));
+  }
+  return kdl;
+}
+
+KDL::JntArray ToJnt(const std::vector<double>& pose)
+{
+  KDL::JntArray q(static_cast<unsigned>(pose.size()));
+  for (size_t i = 0; i < pose.size(); ++i)
+    q(static_cast<unsigned>(i)) = pose[i];
+  return q;
+}
+
+// The robot's flange and KDL's chain end must agree before they are timed.
+void CrossCheck()
+{
+  auto robot = Load("robot.json");
+  const KDL::Chain kdl = KdlChain(*robot);
+  KDL::ChainFkSolverPos_recursive solver(kdl);
+  for (const std::vector<double>& pose : Poses(*robot))
+  {
+    Check(robot->ForwardTrsf(pose, false, true), "ForwardTrsf refused an in-limit pose");
+    KDL::Frame end;
+    Check(solver.JntToCart(ToJnt(pose), end) >= 0, "KDL refused the chain");
+    Check(gpHandle::IsSameTrsf(robot->GetFlangeWCS(0), FromKdl(end), AgreementTolerance),
+          "ForwardTrsf and KDL disagree");
+  }
+}
+
+void BM_LoadSampleRobot(benchmark::State& state)
+{
+  for (auto _ : state)
+  {
+    auto robot = Load("robot.json");
+    benchmark::DoNotOptimize(robot->GetLinkSize());
+  }
+}
+BENCHMARK(BM_LoadSampleRobot)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The share of the link tree alone: the robot's JSON read into an entity that has taken over its
+// display tree already, without collision models (type 0).
+void BM_LoadLinkTreeOnly(benchmark::State& state)
+{
+  Json::Value json = MechanismJson("robot.json");
+  const opencascade::handle<ShapeEntity> tree =
+    ViewShapeUtil::LoadFromJson(DataHandle::LoadJson(json["ShapeEntityPath"].asString()));
+  json.removeMember("ShapeEntityPath");
+  json["type"] = 0;
+  for (auto _ : state)
+  {
+    state.PauseTiming();
+    auto robot = std::make_unique<GenericEntityConfig>(tree);
+    state.ResumeTiming();
+    robot->LoadFromJson(json);
+    benchmark::DoNotOptimize(robot->GetLinkSize());
+    state.PauseTiming();
+    robot.reset();
+    state.ResumeTiming();
+  }
+}
+BENCHMARK(BM_LoadLinkTreeOnly)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The collision models of the robot's seven parts, built on the shared pool.
+void BM_CreateCollisionMdl(benchmark::State& state)
+{
+  auto robot = Load("robot.json");
+  for (auto _ : state)
+  {
+    for (const opencascade::handle<ShapeEntity>& part : robot->GetSubCollisionParts())
+      part->SetCollision(opencascade::handle<Poly_Triangulation>());
+    robot->CreateCollisionMdl();
+  }
+}
+BENCHMARK(BM_CreateCollisionMdl)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// The floor of loading: parse both JSON files and read every BRep text of the display tree.
+void BM_ParseJsonAndReadBReps(benchmark::State& state)
+{
+  const Json::Value mechanism = MechanismJson("robot.json");
+  const std::string tree = mechanism["ShapeEntityPath"].asString();
+  for (auto _ : state)
+  {
+    const Json::Value json = DataHandle::LoadJson(CellFile("robot.json"));
+    benchmark::DoNotOptimize(json.size());
+    const Json::Value root = DataHandle::LoadJson(tree);
+    int shapes = 0;
+    for (const Json::Value& node : root["childs"])
+    {
+      std::istringstream text(node["data"].asString());
+      TopoDS_Shape shape;
+      BRep_Builder builder;
+      BRepTools::Read(shape, text, builder);
+      shapes += shape.IsNull() ? 0 : 1;
+    }
+    benchmark::DoNotOptimize(shapes);
+  }
+}
+BENCHMARK(BM_ParseJsonAndReadBReps)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+struct MountedRobot
+{
+  std::unique_ptr<GenericEntityConfig> robot = Load("robot.json");
+  std::unique_ptr<GenericEntityConfig> torch = Load("torch.json");
+  MountedRobot()
+  {
+    Json::Value assembly(Json::objectValue);
+    assembly["install_index"] = 0;
+    assembly["link_hash"] = static_cast<Json::UInt64>(robot->GetLinkRods().back()->GetLinkHashIndex());
+    robot->AssembleOtherModel(torch.get(), assembly);
+  }
+};
+
+void BM_ForwardTrsfRobotWithTorch(benchmark::State& state)
+{
+  MountedRobot cell;
+  const auto poses = Poses(*cell.robot);
+  size_t n = 0;
+  for (auto _ : state)
+  {
+    benchmark::DoNotOptimize(cell.robot->ForwardTrsf(poses[n++ % PoseCount], false, true));
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(BM_ForwardTrsfRobotWithTorch);
+
+void BM_ForwardRobot(benchmark::State& state)
+{
+  MountedRobot cell;
+  const auto poses = Poses(*cell.robot);
+  size_t n = 0;
+  for (auto _ : state)
+  {
+    benchmark::DoNotOptimize(cell.robot->Forward(poses[n++ % PoseCount]));
+    benchmark::ClobberMemory();
+  }
+}
+BENCHMARK(BM_ForwardRobot);
+
+void BM_KdlJntToCart(benchmark::State& state)
+{
+  auto robot = Load("robot.json");
+  const KDL::Chain kdl = KdlChain(*robot);
+  KDL::ChainFkSolverPos_recursive solver(kdl);
+  std::vector<KDL::JntArray> q;
+  for (const std::vector<double>& pose : Poses(*robot))
+    q.push_back(ToJnt(pose));
+  KDL::Frame end;
+  size_t n = 0;
+  for (auto _ : state)
+  {
+    benchmark::DoNotOptimize(solver.JntToCart(q[n++ % PoseCount], end));
+    benchmark::DoNotOptimize(end);
+  }
+}
+BENCHMARK(BM_KdlJntToCart);
+
+// The console report, plus the time of every run kept for the ratios: wall time for the runs that
+// use the thread pool, CPU time for the others.
+class RatioReporter : public benchmark::ConsoleReporter
+{
+public:
+  void ReportRuns(const std::vector<Run>& runs) override
+  {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs)
+      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")
+      {
+        const std::string& name = run.run_name.function_name;
+        myTime[name] = (IsWallTimed(name) ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime()) * Scale(run.time_unit);
+      }
+  }
+
+  // Prints `name`'s time as a ratio of `anchor`'s, with the goal it is held to.
+  void Ratio(const std::string& name, const std::string& anchor, double goal) const
+  {
+    const auto n = myTime.find(name);
+    const auto a = myTime.find(anchor);
+    if (n == myTime.end() || a == myTime.end() || a->second <= 0.0)
+      return;
+    const double ratio = n->second / a->second;
+    std::printf("%-30s / %-26s = %.2f (goal <= %.2f)%s\n", name.c_str(), anchor.c_str(), ratio, goal,
+                ratio <= goal ? "" : "  MISSED");
+  }
+
+  // Prints `name`'s time per call against a bound in nanoseconds.
+  void Bound(const std::string& name, double goalNs) const
+  {
+    const auto n = myTime.find(name);
+    if (n == myTime.end())
+      return;
+    std::printf("%-30s = %.0f ns per call (goal < %.0f ns)%s\n", name.c_str(), n->second, goalNs,
+                n->second < goalNs ? "" : "  MISSED");
+  }
+
+private:
+  // Whether the run is timed by the wall clock: loading works on the thread pool, and is compared
+  // with its floor on the same clock.
+  static bool IsWallTimed(const std::string& name)
+  {
+    return name.find("Load") != std::string::npos || name.find("Parse") != std::string::npos ||
+           name.find("Collision") != std::string::npos;
+  }
+
+  // Nanoseconds per unit of a run's time.
+  static double Scale(benchmark::TimeUnit unit)
+  {
+    switch (unit)
+    {
+    case benchmark::kMillisecond:
+      return 1.0e6;
+    case benchmark::kMicrosecond:
+      return 1.0e3;
+    default:
+      return 1.0;
+    }
+  }
+
+  std::map<std::string, double> myTime;
+};
+} // namespace
+
+int main(int argc, char** argv)
+{
+  CrossCheck();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    return 1;
+  RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  reporter.Ratio("BM_LoadSampleRobot", "BM_ParseJsonAndReadBReps", 1.3);
+  reporter.Ratio("BM_LoadLinkTreeOnly", "BM_ParseJsonAndReadBReps", 1.3);
+  reporter.Ratio("BM_CreateCollisionMdl", "BM_ParseJsonAndReadBReps", 1.3);
+  reporter.Bound("BM_ForwardTrsfRobotWithTorch", 2000.0);
+  reporter.Ratio("BM_ForwardTrsfRobotWithTorch", "BM_KdlJntToCart", 0.8);
+  reporter.Ratio("BM_ForwardRobot", "BM_KdlJntToCart", 0.8);
+  benchmark::Shutdown();
+  return 0;
+}
