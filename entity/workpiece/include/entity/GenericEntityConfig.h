@@ -155,6 +155,7 @@ private:
 
   MechanismType myMechanismType = 6;
   RobotInvType myRobotInvType = RobotInvType::General;
+  Json::Value myParameterData;
   gp_Trsf myTool0Trsf;
   bool myNeedUpdateBVH = false;
 };

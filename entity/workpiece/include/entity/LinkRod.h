@@ -96,6 +96,9 @@ public:
   void UpdateMdls(bool updateView);
 
 protected:
+  // The configured mechanism builds and edits its links from their JSON form.
+  friend class GenericEntityConfig;
+
   // Product of the center transforms from the base link down to the parent, preceded by the
   // root-model transform unless `withoutRoot`.
   gp_Trsf GetFatherTrsf(bool withoutRoot) const;
