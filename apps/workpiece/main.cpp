@@ -1,5 +1,6 @@
 #include "DemoCommand.h"
 #include "GenerateExamplesCommand.h"
+#include "RenderCommand.h"
 #include "SeamsCommand.h"
 
 #include <entity/Version.h>
@@ -22,6 +23,9 @@ commands:
                      (no input file needed)
   seams PART         print the weld seams of a STEP, IGES or BREP part; see
                      `workpiece seams --help` for --json, --classifier and --min-length
+  render PART --out PICTURE
+                     draw a part, with --seams its weld seams, into a PNG; see
+                     `workpiece render --help`
   generate-examples DIR
                      write the demo's parts as STEP files into DIR
 
@@ -53,6 +57,8 @@ int Run(int argc, char** argv)
     return RunDemoCommand(std::cout);
   if (command == "seams")
     return RunSeamsCommand(args, std::cout, std::cerr);
+  if (command == "render")
+    return RunRenderCommand(args, std::cout, std::cerr);
   if (command == "generate-examples")
     return RunGenerateExamplesCommand(args, std::cout, std::cerr);
   std::cerr << "workpiece: unknown command '" << command << "'\n" << Usage;
