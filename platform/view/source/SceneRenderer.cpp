@@ -30,10 +30,12 @@ const Quantity_Color PartColor(0.78, 0.80, 0.82, Quantity_TOC_sRGB);
 const Quantity_Color EdgeColor(0.20, 0.20, 0.22, Quantity_TOC_sRGB);
 const Quantity_Color TextColor(0.10, 0.10, 0.10, Quantity_TOC_sRGB);
 constexpr double EdgeWidth = 1.0;
+constexpr double FrameWidth = 3.0;
 // Light intensities: the key light from above, in front and to the right, a weaker fill from the left.
 constexpr float AmbientIntensity = 0.35f;
-constexpr float KeyIntensity = 0.75f;
+constexpr float KeyIntensity = 0.6f;
 constexpr float FillIntensity = 0.3f;
+constexpr double MatteSpecular = 0.05;
 // Free space around the scene when the camera is fitted, as a share of the picture.
 constexpr double FitMargin = 0.08;
 // Legend layout in pixels: distance from the corner, text height, line pitch, swatch length, gap.
@@ -42,6 +44,15 @@ constexpr double LegendTextHeight = 18.0;
 constexpr double LegendPitch = 26.0;
 constexpr double SwatchLength = 28.0;
 constexpr double SwatchGap = 10.0;
+
+// Returns a material without a strong highlight: under fixed lights a glossy face seen straight on
+// would turn white and lose its colour.
+Graphic3d_MaterialAspect Matte()
+{
+  Graphic3d_MaterialAspect material(Graphic3d_NameOfMaterial_Plastified);
+  material.SetSpecularColor(Quantity_Color(MatteSpecular, MatteSpecular, MatteSpecular, Quantity_TOC_RGB));
+  return material;
+}
 
 V3d_TypeOfOrientation Orientation(SceneRenderer::Direction direction)
 {
@@ -122,7 +133,7 @@ void SceneRenderer::AddPart(const TopoDS_Shape& part)
     return;
   Handle(AIS_Shape) shape = new AIS_Shape(part);
   shape->SetColor(PartColor);
-  shape->SetMaterial(Graphic3d_NameOfMaterial_Plastified);
+  shape->SetMaterial(Matte());
   shape->Attributes()->SetFaceBoundaryDraw(true);
   shape->Attributes()->SetFaceBoundaryAspect(new Prs3d_LineAspect(EdgeColor, Aspect_TOL_SOLID, EdgeWidth));
   Show(shape, AIS_Shaded);
@@ -143,6 +154,7 @@ void SceneRenderer::AddTree(const Handle(ViewShape)& root)
     Handle(AIS_Shape) shape = new AIS_Shape(node->GetEntityShape());
     shape->SetLocalTransformation(node->Transformation());
     shape->SetColor(node->GetColor());
+    shape->SetMaterial(Matte());
     shape->Attributes()->SetFaceBoundaryDraw(true);
     shape->Attributes()->SetFaceBoundaryAspect(new Prs3d_LineAspect(EdgeColor, Aspect_TOL_SOLID, EdgeWidth));
     Show(shape, AIS_Shaded);
@@ -169,6 +181,8 @@ void SceneRenderer::AddFrame(const gp_Trsf& frame, double size)
   axes->SetDatumPartColor(Prs3d_DP_YAxis, Quantity_NOC_GREEN);
   axes->SetDatumPartColor(Prs3d_DP_ZAxis, Quantity_NOC_BLUE);
   axes->Attributes()->DatumAspect()->SetDrawLabels(false);
+  for (const Prs3d_DatumParts part : {Prs3d_DP_XAxis, Prs3d_DP_YAxis, Prs3d_DP_ZAxis})
+    axes->Attributes()->DatumAspect()->LineAspect(part)->SetWidth(FrameWidth);
   axes->SetZLayer(Graphic3d_ZLayerId_Topmost);
   Show(axes, 0);
 }

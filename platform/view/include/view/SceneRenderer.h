@@ -54,7 +54,8 @@ public:
   // Draws the edges of `edges` as lines `width` pixels wide; `overParts` keeps them visible where
   // parts stand in front of them.
   void AddLines(const TopoDS_Shape& edges, const Quantity_Color& color, double width, bool overParts);
-  // Draws a frame as three axes `size` mm long: X red, Y green, Z blue.
+  // Draws a frame as three axes `size` mm long, X red, Y green, Z blue, visible through parts. The
+  // camera fit leaves frames out: they mark places on what is shown.
   void AddFrame(const gp_Trsf& frame, double size);
   // Writes these lines in the upper-left corner, each after a short line of its swatch colour.
   void SetLegend(const std::vector<LegendLine>& lines);
