@@ -9,8 +9,10 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <fcntl.h>
 #include <cstdlib>
 #include <mutex>
+#include <thread>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -23,21 +25,55 @@ constexpr int MinScreenWidth = 1280;
 constexpr int MinScreenHeight = 1024;
 // How long Xvfb may take to report its display number before we give up on it.
 constexpr int StartTimeoutMs = 10000;
+// A server started without -noreset (xvfb-run starts it so) refuses connections for a moment while
+// it resets after its last client left: tries and pause between them before a display counts as dead.
+constexpr int ConnectTries = 10;
+constexpr int ConnectPauseMs = 50;
 
 const char* const HowToGetOne =
   "no X display answers and a private Xvfb could not be started; install it (apt-get install xvfb) "
   "or run the command under `xvfb-run -a -s \"-screen 0 1280x1024x24\"`";
 
+// Returns a connection to `name`, or null when the server does not answer.
+Handle(Aspect_DisplayConnection) Connect(const std::string& name)
+{
+  try
+  {
+    const Handle(Aspect_DisplayConnection) connection = new Aspect_DisplayConnection(name.c_str());
+    if (connection->GetDisplayAspect() != nullptr)
+      return connection;
+  }
+  catch (const Standard_Failure&)
+  {
+  }
+  return Handle(Aspect_DisplayConnection)();
+}
+
+// Returns a connection to `name`, trying again while the server may be resetting; null when it stays silent.
+Handle(Aspect_DisplayConnection) ConnectPatiently(const std::string& name)
+{
+  for (int attempt = 0; attempt < ConnectTries; ++attempt)
+  {
+    if (attempt > 0)
+      std::this_thread::sleep_for(std::chrono::milliseconds(ConnectPauseMs));
+    if (Handle(Aspect_DisplayConnection) connection = Connect(name); !connection.IsNull())
+      return connection;
+  }
+  return Handle(Aspect_DisplayConnection)();
+}
+
+// The connection held for the life of the process: while it is open the server has a client and
+// does not reset under the views' own connections.
+Handle(Aspect_DisplayConnection)& Held()
+{
+  static Handle(Aspect_DisplayConnection)* const held = new Handle(Aspect_DisplayConnection)();
+  return *held;
+}
+
 std::mutex& Lock()
 {
   static std::mutex lock;
   return lock;
-}
-
-pid_t& Started()
-{
-  static pid_t pid = 0;
-  return pid;
 }
 
 // Returns the display number Xvfb writes on `fd` once it accepts connections, or -1 when it exits
@@ -102,6 +138,14 @@ std::string StartXvfb(int width, int height)
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent)
       _exit(1);
+    // The server's start-up chatter is not ours to print, and it must not hold our output open.
+    const int quiet = open("/dev/null", O_RDWR);
+    if (quiet >= 0)
+    {
+      dup2(quiet, STDIN_FILENO);
+      dup2(quiet, STDOUT_FILENO);
+      dup2(quiet, STDERR_FILENO);
+    }
     execlp("Xvfb", "Xvfb", "-displayfd", fd.c_str(), "-screen", "0", screen.c_str(), "-nolisten", "tcp",
            "-noreset", static_cast<char*>(nullptr));
     _exit(127);
@@ -115,41 +159,27 @@ std::string StartXvfb(int width, int height)
     waitpid(child, nullptr, 0);
     return std::string();
   }
-  Started() = child;
   return ":" + std::to_string(number);
 }
 } // namespace
-
-bool VirtualDisplay::Answers(const std::string& name)
-{
-  if (name.empty())
-    return false;
-  try
-  {
-    const Handle(Aspect_DisplayConnection) connection = new Aspect_DisplayConnection(name.c_str());
-    return connection->GetDisplayAspect() != nullptr;
-  }
-  catch (const Standard_Failure&)
-  {
-    return false;
-  }
-}
 
 std::string VirtualDisplay::Ensure(int width, int height)
 {
   const std::lock_guard<std::mutex> guard(Lock());
   const char* present = std::getenv("DISPLAY");
-  if (present != nullptr && Answers(present))
+  if (!Held().IsNull() && present != nullptr)
     return present;
+  if (present != nullptr && *present != '\0')
+  {
+    Held() = ConnectPatiently(present);
+    if (!Held().IsNull())
+      return present;
+  }
   const std::string name = StartXvfb(width, height);
-  if (name.empty() || !Answers(name))
+  if (!name.empty())
+    Held() = ConnectPatiently(name);
+  if (Held().IsNull())
     throw WorkpieceError(HowToGetOne);
   setenv("DISPLAY", name.c_str(), 1);
   return name;
-}
-
-int VirtualDisplay::StartedServer()
-{
-  const std::lock_guard<std::mutex> guard(Lock());
-  return static_cast<int>(Started());
 }

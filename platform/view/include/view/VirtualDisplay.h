@@ -8,14 +8,9 @@
 class VirtualDisplay
 {
 public:
-  // Makes DISPLAY name a reachable X server whose screen is at least width × height, starting Xvfb
-  // when none answers; returns the display's name. Throws WorkpieceError, saying how to get one,
-  // when no server answers and Xvfb cannot be started.
+  // Makes DISPLAY name a reachable X server, starting Xvfb (with a screen of at least width ×
+  // height) when none answers, and keeps one connection to it open for the life of the process;
+  // returns the display's name. Throws WorkpieceError, saying how to get one, when no server
+  // answers and Xvfb cannot be started.
   static std::string Ensure(int width, int height);
-
-  // Returns whether an X server answers on `name` (":1", "host:0.0").
-  static bool Answers(const std::string& name);
-
-  // Returns the process id of the Xvfb this process started, 0 when it started none.
-  static int StartedServer();
 };
