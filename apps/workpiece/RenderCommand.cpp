@@ -169,8 +169,8 @@ std::optional<int> Parse(const std::vector<std::string>& args, Request& request,
   return std::nullopt;
 }
 
-// The mechanism form: it needs the mechanism loaded from its JSON description, posed at the joint
-// values, then drawn with SceneRenderer::AddTree and a SceneRenderer::AddFrame per flange.
+// The mechanism form: once a mechanism loads from its JSON description, it is MechanismPicture::Render
+// of the loaded mechanism at the --joints values.
 int RenderMechanism(const Request& request, std::ostream& err)
 {
   err << "workpiece render: cannot render the mechanism '" << request.input
