@@ -7,7 +7,6 @@
 #include "support/ViewTrees.h"
 
 #include <Image_AlienPixMap.hxx>
-#include <Precision.hxx>
 
 #include <gtest/gtest.h>
 
@@ -34,17 +33,6 @@ std::unique_ptr<SceneRenderer> RenderOrNull(const TopoDS_Shape& part, const std:
   }
 }
 } // namespace
-
-TEST(SeamPicture, SummaryOfTheTJointCountsItsSeamsByKind)
-{
-  const SeamExtractor::Result result = SeamExtractor(Solids::TSolid(200, 100, 10, 60)).Extract({});
-  const SeamPicture::Summary summary = SeamPicture::Summarize(result.segs);
-  EXPECT_EQ(summary.concave, 2u);
-  EXPECT_EQ(summary.convex, 22u);
-  EXPECT_EQ(summary.unknown, 0u);
-  EXPECT_NEAR(summary.concaveLength, 200.0, Precision::Confusion());
-  EXPECT_EQ(summary.concave + summary.convex + summary.unknown, result.segs.size());
-}
 
 // The L solid's one concave edge runs along Z at (10, 10), hidden behind a leg from the iso
 // direction: welded kinds show through the part in their colour, convex ones do not.
