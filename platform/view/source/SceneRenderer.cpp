@@ -9,12 +9,11 @@
 #include <AIS_TextLabel.hxx>
 #include <AIS_Trihedron.hxx>
 #include <BRepBuilderAPI_MakeEdge.hxx>
-#include <Font_FontMgr.hxx>
+#include <Font_NameOfFont.hxx>
 #include <Geom_Axis2Placement.hxx>
 #include <Graphic3d_TransformPers.hxx>
 #include <Prs3d_DatumAspect.hxx>
 #include <Prs3d_LineAspect.hxx>
-#include <Prs3d_ShadingAspect.hxx>
 #include <TopoDS_Edge.hxx>
 #include <V3d_AmbientLight.hxx>
 #include <V3d_DirectionalLight.hxx>
@@ -79,6 +78,17 @@ Json::Value Triple(const gp_XYZ& xyz)
   return triple;
 }
 
+// Returns a presentation of `shape` shaded in `color` with its face boundaries.
+Handle(AIS_Shape) Shaded(const TopoDS_Shape& shape, const Quantity_Color& color)
+{
+  Handle(AIS_Shape) shaded = new AIS_Shape(shape);
+  shaded->SetColor(color);
+  shaded->SetMaterial(Matte());
+  shaded->Attributes()->SetFaceBoundaryDraw(true);
+  shaded->Attributes()->SetFaceBoundaryAspect(new Prs3d_LineAspect(EdgeColor, Aspect_TOL_SOLID, EdgeWidth));
+  return shaded;
+}
+
 // Returns `object` pinned to the upper-left corner of the picture, in pixel units, over everything.
 Handle(AIS_InteractiveObject) InLegend(const Handle(AIS_InteractiveObject)& object)
 {
@@ -131,12 +141,7 @@ void SceneRenderer::AddPart(const TopoDS_Shape& part)
 {
   if (part.IsNull())
     return;
-  Handle(AIS_Shape) shape = new AIS_Shape(part);
-  shape->SetColor(PartColor);
-  shape->SetMaterial(Matte());
-  shape->Attributes()->SetFaceBoundaryDraw(true);
-  shape->Attributes()->SetFaceBoundaryAspect(new Prs3d_LineAspect(EdgeColor, Aspect_TOL_SOLID, EdgeWidth));
-  Show(shape, AIS_Shaded);
+  Show(Shaded(part, PartColor), AIS_Shaded);
 }
 
 void SceneRenderer::AddTree(const Handle(ViewShape)& root)
@@ -151,12 +156,8 @@ void SceneRenderer::AddTree(const Handle(ViewShape)& root)
   {
     if (node->GetEntityShape().IsNull())
       continue;
-    Handle(AIS_Shape) shape = new AIS_Shape(node->GetEntityShape());
+    const Handle(AIS_Shape) shape = Shaded(node->GetEntityShape(), node->GetColor());
     shape->SetLocalTransformation(node->Transformation());
-    shape->SetColor(node->GetColor());
-    shape->SetMaterial(Matte());
-    shape->Attributes()->SetFaceBoundaryDraw(true);
-    shape->Attributes()->SetFaceBoundaryAspect(new Prs3d_LineAspect(EdgeColor, Aspect_TOL_SOLID, EdgeWidth));
     Show(shape, AIS_Shaded);
   }
 }
@@ -195,8 +196,10 @@ void SceneRenderer::SetLegend(const std::vector<LegendLine>& lines)
   double row = -LegendTextHeight / 2.0;
   for (const LegendLine& line : lines)
   {
-    Handle(AIS_Shape) swatch =
-      new AIS_Shape(BRepBuilderAPI_MakeEdge(gp_Pnt(0.0, row, 0.0), gp_Pnt(SwatchLength, row, 0.0)).Edge());
+    BRepBuilderAPI_MakeEdge segment(gp_Pnt(0.0, row, 0.0), gp_Pnt(SwatchLength, row, 0.0));
+    if (!segment.IsDone())
+      throw WorkpieceError("SceneRenderer: the legend's swatch could not be made");
+    Handle(AIS_Shape) swatch = new AIS_Shape(segment.Edge());
     swatch->SetColor(line.swatch);
     swatch->SetWidth(line.swatchWidth);
     myLegend.push_back(InLegend(swatch));
@@ -237,9 +240,8 @@ void SceneRenderer::FitCamera(Direction direction)
 
 bool SceneRenderer::Write(const std::string& path)
 {
-  const Handle(V3d_View)& view = myView->View();
-  view->Redraw();
-  return view->Dump(path.c_str());
+  // Dump draws the scene afresh into an offscreen buffer of the picture's size.
+  return myView->View()->Dump(path.c_str());
 }
 
 const Handle(Graphic3d_Camera)& SceneRenderer::Camera() const
