@@ -21,7 +21,7 @@ namespace
 // Studs on the base plate: 12 × 14 = 168 plates of 12 edges each, 2,028 edges with the base.
 constexpr int StudsX = 12;
 constexpr int StudsY = 14;
-constexpr int Runs = 7;
+constexpr int Runs = 11;
 
 TopoDS_Shape Plate(std::initializer_list<gp_Pnt> outline, const gp_Vec& depth)
 {
