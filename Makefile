@@ -6,8 +6,9 @@ BENCH_DIR ?= build-bench
 JOBS ?= 2
 XVFB := $(CURDIR)/scripts/with-display.sh
 CLI := $(BUILD_DIR)/apps/workpiece/workpiece
+DEMO_DIR ?= $(BUILD_DIR)/demo
 
-.PHONY: deps configure build demo test sanitize-test install-check bench install clean
+.PHONY: deps configure build demo images test sanitize-test install-check bench install clean
 
 deps:
 	./scripts/install-deps.sh
@@ -21,6 +22,14 @@ build: configure
 demo: build
 	$(CLI) --version
 	$(CLI) demo
+	@$(CLI) generate-examples $(DEMO_DIR) > /dev/null
+	@$(CLI) render $(DEMO_DIR)/tjoint.step --seams --out $(abspath $(DEMO_DIR))/demo-tjoint.png
+	@$(CLI) render $(DEMO_DIR)/lbracket.step --seams --out $(abspath $(DEMO_DIR))/demo-lbracket.png
+
+# The README's pictures of the demo parts, from the committed example files.
+images: build
+	$(CLI) render examples/tjoint.step --seams --size 960x720 --out docs/images/demo-tjoint.png
+	$(CLI) render examples/lbracket.step --seams --size 960x720 --out docs/images/demo-lbracket.png
 
 test: build
 	cd $(BUILD_DIR) && $(XVFB) ctest --output-on-failure -j$(JOBS)

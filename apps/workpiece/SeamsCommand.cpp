@@ -66,7 +66,8 @@ std::string Hex(std::uint32_t index)
   return text;
 }
 
-// Returns the classifier named `name`, or nothing.
+} // namespace
+
 std::optional<SeamExtractor::Classifier> ParseClassifier(const std::string& name)
 {
   for (const auto c : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
@@ -76,7 +77,6 @@ std::optional<SeamExtractor::Classifier> ParseClassifier(const std::string& name
   return std::nullopt;
 }
 
-// Returns the non-negative number in `text`, or nothing.
 std::optional<double> ParseLength(const std::string& text)
 {
   try
@@ -92,7 +92,6 @@ std::optional<double> ParseLength(const std::string& text)
     return std::nullopt;
   }
 }
-} // namespace
 
 void PrintSeams(const SeamExtractor::Result& result, std::ostream& out)
 {

@@ -1,6 +1,7 @@
 #include "DemoCommand.h"
 #include "FkCommand.h"
 #include "GenerateExamplesCommand.h"
+#include "RenderCommand.h"
 #include "SeamsCommand.h"
 
 #include <entity/Version.h>
@@ -25,6 +26,9 @@ commands:
                      `workpiece seams --help` for --json, --classifier and --min-length
   fk MECHANISM.json  print the world frames of a mechanism's links and flanges at the joint
                      values of --joints; see `workpiece fk --help`
+  render PART --out PICTURE
+                     draw a part, with --seams its weld seams, into a PNG; see
+                     `workpiece render --help`
   generate-examples DIR
                      write the demo's parts as STEP files and the sample cell into DIR
 
@@ -58,6 +62,8 @@ int Run(int argc, char** argv)
     return RunSeamsCommand(args, std::cout, std::cerr);
   if (command == "fk")
     return RunFkCommand(args, std::cout, std::cerr);
+  if (command == "render")
+    return RunRenderCommand(args, std::cout, std::cerr);
   if (command == "generate-examples")
     return RunGenerateExamplesCommand(args, std::cout, std::cerr);
   std::cerr << "workpiece: unknown command '" << command << "'\n" << Usage;

@@ -1,0 +1,230 @@
+#include "RenderCommand.h"
+
+#include "PartReader.h"
+#include "SeamsCommand.h"
+
+#include <entity/SeamExtractor.h>
+#include <entity/SeamPicture.h>
+
+#include <cadtools/DataHandle.h>
+#include <cadtools/WorkpieceError.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <optional>
+
+namespace
+{
+const char* Usage = R"(usage: workpiece render PART --out PICTURE [options]
+       workpiece render MECHANISM.json --joints J1,J2,... --out PICTURE
+
+Draws a part shaded in grey with its edges, the camera fitted to it, into PICTURE (.png, .jpg,
+.bmp or .ppm). PART is a .step/.stp, .iges/.igs or .brep file. With --seams its weld seams are
+drawn over it, the same seams `workpiece seams` prints: concave thick red, unknown thick yellow
+(both visible through the part), convex thin grey, with a legend of the counts and the concave
+length in the upper-left corner.
+
+Needs an X server to draw on: the one in DISPLAY, else a private Xvfb started for the run
+(install it with `apt-get install xvfb`).
+
+The mechanism form needs mechanisms loaded from JSON, which this build cannot do yet.
+
+options:
+  --out FILE           the picture to write (required)
+  --seams              draw the weld seams and their legend
+  --classifier NAME    probe (default), planar or orientation, as for `workpiece seams`
+  --min-length MM      leave out seams shorter than MM (default 0)
+  --size WxH           picture size in pixels (default 1280x1024, at most 8192 a side)
+  --view NAME          iso (default, from +X -Y +Z), top (from +Z), front (from -Y), right (from +X)
+  --camera FILE        also write the camera as JSON: width, height, projection, eye, center, up,
+                       scale (the height in mm the picture spans) and aspect
+  --help               print this help
+
+exit codes: 0 success, 1 the part cannot be read, no X display can be had or a file cannot be
+written, 2 wrong arguments.
+)";
+
+struct Request
+{
+  std::string input, picture, camera, joints;
+  bool seams = false;
+  SeamExtractor::Options options;
+  SeamPicture::Options look;
+};
+
+std::optional<SceneRenderer::Direction> ParseDirection(const std::string& name)
+{
+  if (name == "iso")
+    return SceneRenderer::Direction::Iso;
+  if (name == "top")
+    return SceneRenderer::Direction::Top;
+  if (name == "front")
+    return SceneRenderer::Direction::Front;
+  if (name == "right")
+    return SceneRenderer::Direction::Right;
+  return std::nullopt;
+}
+
+// Reads "WxH" into options; returns whether both sides are whole numbers within 1..MaxSide.
+bool ParseSize(const std::string& text, SeamPicture::Options& options)
+{
+  int width = 0, height = 0;
+  char extra = 0;
+  if (std::sscanf(text.c_str(), "%dx%d%c", &width, &height, &extra) != 2)
+    return false;
+  if (width < 1 || height < 1 || width > SceneRenderer::MaxSide || height > SceneRenderer::MaxSide)
+    return false;
+  options.width = width;
+  options.height = height;
+  return true;
+}
+
+bool IsJson(const std::string& path)
+{
+  std::string ext = std::filesystem::path(path).extension().string();
+  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+  return ext == ".json";
+}
+
+// Returns the exit code of parsing when the arguments are wrong or help was asked, else nothing.
+std::optional<int> Parse(const std::vector<std::string>& args, Request& request, std::ostream& out, std::ostream& err)
+{
+  for (std::size_t i = 0; i < args.size(); ++i)
+  {
+    const std::string& arg = args[i];
+    const bool hasValue = i + 1 < args.size();
+    if (arg == "--help" || arg == "-h")
+    {
+      out << Usage;
+      return 0;
+    }
+    if (arg == "--seams")
+      request.seams = true;
+    else if (arg == "--out" && hasValue)
+      request.picture = args[++i];
+    else if (arg == "--camera" && hasValue)
+      request.camera = args[++i];
+    else if (arg == "--joints" && hasValue)
+      request.joints = args[++i];
+    else if (arg == "--classifier" && hasValue)
+    {
+      const auto classifier = ParseClassifier(args[++i]);
+      if (!classifier)
+      {
+        err << "workpiece render: unknown classifier '" << args[i] << "' (use probe, planar or orientation)\n";
+        return 2;
+      }
+      request.options.classifier = *classifier;
+    }
+    else if (arg == "--min-length" && hasValue)
+    {
+      const auto length = ParseLength(args[++i]);
+      if (!length)
+      {
+        err << "workpiece render: --min-length needs a non-negative number, not '" << args[i] << "'\n";
+        return 2;
+      }
+      request.options.minLength = *length;
+    }
+    else if (arg == "--size" && hasValue)
+    {
+      if (!ParseSize(args[++i], request.look))
+      {
+        err << "workpiece render: --size needs WxH with whole numbers from 1 to " << SceneRenderer::MaxSide
+            << ", not '" << args[i] << "'\n";
+        return 2;
+      }
+    }
+    else if (arg == "--view" && hasValue)
+    {
+      const auto direction = ParseDirection(args[++i]);
+      if (!direction)
+      {
+        err << "workpiece render: unknown view '" << args[i] << "' (use iso, top, front or right)\n";
+        return 2;
+      }
+      request.look.direction = *direction;
+    }
+    else if (!arg.empty() && arg[0] == '-')
+    {
+      err << "workpiece render: unknown or incomplete option '" << arg << "'\n" << Usage;
+      return 2;
+    }
+    else if (request.input.empty())
+      request.input = arg;
+    else
+    {
+      err << "workpiece render: only one part at a time ('" << arg << "' is extra)\n";
+      return 2;
+    }
+  }
+  if (request.input.empty() || request.picture.empty())
+  {
+    err << "workpiece render: " << (request.input.empty() ? "no part given" : "no picture given (--out FILE)") << "\n"
+        << Usage;
+    return 2;
+  }
+  return std::nullopt;
+}
+
+// The mechanism form: once a mechanism loads from its JSON description, it is MechanismPicture::Render
+// of the loaded mechanism at the --joints values.
+int RenderMechanism(const Request& request, std::ostream& err)
+{
+  err << "workpiece render: cannot render the mechanism '" << request.input
+      << "': loading mechanisms from JSON is not available in this build\n";
+  return 1;
+}
+
+int RenderPart(const Request& request, std::ostream& out, std::ostream& err)
+{
+  const PartReader::Part read = PartReader::Read(request.input);
+  if (read.shape.IsNull())
+  {
+    err << "workpiece render: cannot read '" << request.input << "': " << read.error << "\n";
+    return 1;
+  }
+  SeamExtractor::Result seams;
+  std::unique_ptr<SceneRenderer> scene;
+  try
+  {
+    if (request.seams)
+      seams = SeamExtractor(read.shape).Extract(request.options);
+    scene = SeamPicture::Render(read.shape, request.seams ? &seams.segs : nullptr, request.look, request.picture);
+  }
+  catch (const WorkpieceError& error)
+  {
+    err << "workpiece render: " << error.what() << "\n";
+    return 1;
+  }
+  if (!request.camera.empty() && !DataHandle::SaveJson(scene->CameraToJson(), request.camera))
+  {
+    err << "workpiece render: cannot write '" << request.camera << "'\n";
+    return 1;
+  }
+
+  out << "wrote " << request.picture << " (" << scene->Width() << "x" << scene->Height() << ")";
+  if (request.seams)
+  {
+    const SeamPicture::Summary summary = SeamPicture::Summarize(seams.segs);
+    char length[32];
+    std::snprintf(length, sizeof length, "%.2f", summary.concaveLength);
+    out << ": " << seams.segs.size() << " seams: " << summary.concave << " concave, " << summary.convex
+        << " convex, " << summary.unknown << " unknown; concave length " << length << " mm";
+  }
+  out << "\n";
+  return 0;
+}
+} // namespace
+
+int RunRenderCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
+{
+  Request request;
+  if (const std::optional<int> code = Parse(args, request, out, err))
+    return *code;
+  if (!request.joints.empty() || IsJson(request.input))
+    return RenderMechanism(request, err);
+  return RenderPart(request, out, err);
+}
