@@ -32,7 +32,8 @@ struct ThreadPool::Arena
   // No slot is kept for outside threads: a thread waiting on a future outside the pool leaves
   // every slot to a worker.
   tbb::task_arena arena;
-  // Isolated, so that a loop cancelled by an error in one task cancels no task submitted from it.
+  // Isolated: bound to no caller's context, so that a loop cancelled by an error cancels no task
+  // submitted from inside it.
   tbb::task_group_context context{tbb::task_group_context::isolated};
   tbb::task_group group;
 };
