@@ -40,9 +40,9 @@ unsigned HardwareThreads()
 }
 } // namespace
 
-struct ThreadPool::Arena
+struct ThreadPool::Arenas
 {
-  explicit Arena(unsigned threads) : loops(static_cast<int>(threads), 1), tasks(static_cast<int>(threads), 0), group(context)
+  explicit Arenas(unsigned threads) : loops(static_cast<int>(threads), 1), tasks(static_cast<int>(threads), 0), group(context)
   {
   }
 
@@ -63,12 +63,12 @@ ThreadPool::ThreadPool(unsigned threads) : mySize(std::clamp(threads, 1u, Hardwa
   // oneTBB starts one worker fewer than the hardware threads, counting on the caller to work
   // too; a caller waiting on a future does not, so the pool is given a worker for every thread.
   static const tbb::global_control workers(tbb::global_control::max_allowed_parallelism, HardwareThreads() + 1);
-  myArena = std::make_unique<Arena>(mySize);
+  myArenas = std::make_unique<Arenas>(mySize);
 }
 
 ThreadPool::~ThreadPool()
 {
-  myArena->tasks.execute([this] { myArena->group.wait(); });
+  myArenas->tasks.execute([this] { myArenas->group.wait(); });
 }
 
 bool ThreadPool::OnPoolThread()
@@ -90,8 +90,8 @@ void ThreadPool::RunAsTask(const std::function<void()>& job)
 
 void ThreadPool::Enqueue(std::function<void()> job)
 {
-  myArena->tasks.enqueue(myArena->group.defer([this, job = std::move(job)] {
-    const InArena in(&myArena->tasks);
+  myArenas->tasks.enqueue(myArenas->group.defer([this, job = std::move(job)] {
+    const InArena in(&myArenas->tasks);
     job();
   }));
 }
@@ -114,8 +114,8 @@ void ThreadPool::ParallelFor(std::size_t count, std::size_t grain,
   // half done under a task whose result someone else may be waiting for.
   tbb::task_group_context context(tbb::task_group_context::isolated);
   // A loop started in a task or slice of this pool stays in the arena it runs in.
-  const bool nested = CurrentArena == &myArena->loops || CurrentArena == &myArena->tasks;
-  const tbb::task_arena* arena = nested ? CurrentArena : &myArena->loops;
+  const bool nested = CurrentArena == &myArenas->loops || CurrentArena == &myArenas->tasks;
+  const tbb::task_arena* arena = nested ? CurrentArena : &myArenas->loops;
   const auto loop = [&] {
     tbb::this_task_arena::isolate([&] {
       tbb::parallel_for(
@@ -131,7 +131,7 @@ void ThreadPool::ParallelFor(std::size_t count, std::size_t grain,
   if (nested)
     loop();
   else
-    myArena->loops.execute(loop);
+    myArenas->loops.execute(loop);
 }
 
 bool ThreadPool::ParallelFor(std::size_t count, std::size_t grain,
