@@ -17,6 +17,21 @@ namespace
 {
 // How many tasks or loop slices of any pool this thread is running, one inside another.
 thread_local unsigned PoolWorkDepth = 0;
+// The arena of a pool this thread works in, if any.
+thread_local const tbb::task_arena* CurrentArena = nullptr;
+
+// Marks the thread as working in `arena` while it lives.
+class InArena
+{
+public:
+  explicit InArena(const tbb::task_arena* arena) : myOuter(CurrentArena) { CurrentArena = arena; }
+  ~InArena() { CurrentArena = myOuter; }
+  InArena(const InArena&) = delete;
+  InArena& operator=(const InArena&) = delete;
+
+private:
+  const tbb::task_arena* myOuter;
+};
 
 // The hardware threads this process may use.
 unsigned HardwareThreads()
@@ -25,14 +40,20 @@ unsigned HardwareThreads()
 }
 } // namespace
 
-struct ThreadPool::Arena
+struct ThreadPool::Arenas
 {
-  explicit Arena(unsigned threads) : arena(static_cast<int>(threads), 0), group(context) {}
+  explicit Arenas(unsigned threads) : loops(static_cast<int>(threads), 1), tasks(static_cast<int>(threads), 0), group(context)
+  {
+  }
 
-  // No slot is kept for outside threads: a thread waiting on a future outside the pool leaves
-  // every slot to a worker.
-  tbb::task_arena arena;
-  // Isolated, so that a loop cancelled by an error in one task cancels no task submitted from it.
+  // Loops started outside the pool keep a slot for their caller, who works on them too: were
+  // every slot a worker's, a caller finding them all still taken would hand its loop over and
+  // wait, and the workers leaving the arena might not take it up.
+  tbb::task_arena loops;
+  // Submitted tasks leave every slot to a worker: their submitter waits on a future outside.
+  tbb::task_arena tasks;
+  // Isolated: bound to no caller's context, so that a loop cancelled by an error cancels no task
+  // submitted from inside it.
   tbb::task_group_context context{tbb::task_group_context::isolated};
   tbb::task_group group;
 };
@@ -42,12 +63,12 @@ ThreadPool::ThreadPool(unsigned threads) : mySize(std::clamp(threads, 1u, Hardwa
   // oneTBB starts one worker fewer than the hardware threads, counting on the caller to work
   // too; a caller waiting on a future does not, so the pool is given a worker for every thread.
   static const tbb::global_control workers(tbb::global_control::max_allowed_parallelism, HardwareThreads() + 1);
-  myArena = std::make_unique<Arena>(mySize);
+  myArenas = std::make_unique<Arenas>(mySize);
 }
 
 ThreadPool::~ThreadPool()
 {
-  myArena->arena.execute([this] { myArena->group.wait(); });
+  myArenas->tasks.execute([this] { myArenas->group.wait(); });
 }
 
 bool ThreadPool::OnPoolThread()
@@ -69,7 +90,10 @@ void ThreadPool::RunAsTask(const std::function<void()>& job)
 
 void ThreadPool::Enqueue(std::function<void()> job)
 {
-  myArena->arena.enqueue(myArena->group.defer(std::move(job)));
+  myArenas->tasks.enqueue(myArenas->group.defer([this, job = std::move(job)] {
+    const InArena in(&myArenas->tasks);
+    job();
+  }));
 }
 
 void ThreadPool::ParallelFor(std::size_t count, std::size_t grain,
@@ -89,17 +113,25 @@ void ThreadPool::ParallelFor(std::size_t count, std::size_t grain,
   // Its own context: an error in an enclosing loop lets this one finish rather than end it
   // half done under a task whose result someone else may be waiting for.
   tbb::task_group_context context(tbb::task_group_context::isolated);
-  myArena->arena.execute([&] {
+  // A loop started in a task or slice of this pool stays in the arena it runs in.
+  const bool nested = CurrentArena == &myArenas->loops || CurrentArena == &myArenas->tasks;
+  const tbb::task_arena* arena = nested ? CurrentArena : &myArenas->loops;
+  const auto loop = [&] {
     tbb::this_task_arena::isolate([&] {
       tbb::parallel_for(
         tbb::blocked_range<std::size_t>(0, slices, 1),
         [&](const tbb::blocked_range<std::size_t>& range) {
+          const InArena in(arena);
           for (std::size_t slice = range.begin(); slice < range.end(); ++slice)
             runSlice(slice);
         },
         tbb::simple_partitioner(), context);
     });
-  });
+  };
+  if (nested)
+    loop();
+  else
+    myArenas->loops.execute(loop);
 }
 
 bool ThreadPool::ParallelFor(std::size_t count, std::size_t grain,

@@ -11,7 +11,7 @@
 class Message_ProgressRange;
 
 // A fixed number of threads, never more than the hardware has, running submitted callables and
-// parallel loops on a oneTBB arena, however deeply the calls nest.
+// parallel loops on oneTBB arenas, however deeply the calls nest.
 //
 // No thread ever waits on a task that is still queued, so a task may wait on the future of any
 // task it submitted. A future returned to a thread of the pool is deferred: waiting on it runs the
@@ -82,8 +82,8 @@ private:
   static void RunAsTask(const std::function<void()>& job);
   void Enqueue(std::function<void()> job);
 
-  struct Arena;
-  std::unique_ptr<Arena> myArena;
+  struct Arenas;
+  std::unique_ptr<Arenas> myArenas;
   unsigned mySize;
 };
 
