@@ -449,8 +449,9 @@ bool AutoWeldSeamAlgUtils::IsSameElementarySurface(const TopoDS_Face& face1, con
     // An axis and its reverse carry the same cylinder.
     const gp_Ax1 a1 = c1->Axis();
     const gp_Ax1 a2 = c2->Axis();
-    return (a1.IsCoaxial(a2, SurfaceAngleTol, SurfaceDistTol) || a1.IsCoaxial(a2.Reversed(), SurfaceAngleTol, SurfaceDistTol)) &&
-           std::abs(c1->Radius() - c2->Radius()) <= SurfaceDistTol;
+    const bool coaxial =
+      a1.IsCoaxial(a2, SurfaceAngleTol, SurfaceDistTol) || a1.IsCoaxial(a2.Reversed(), SurfaceAngleTol, SurfaceDistTol);
+    return coaxial && std::abs(c1->Radius() - c2->Radius()) <= SurfaceDistTol;
   }
   return false;
 }
