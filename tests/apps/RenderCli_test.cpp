@@ -12,6 +12,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 
 namespace
 {
@@ -24,9 +25,11 @@ struct CliRun
   std::string err;
 };
 
+// Returns a fresh scratch folder for one test, private to this process: several builds of the suite
+// may run at once on one machine.
 fs::path Scratch(const std::string& name)
 {
-  const fs::path dir = fs::temp_directory_path() / ("workpiece_render_cli_" + name);
+  const fs::path dir = fs::temp_directory_path() / ("workpiece_render_cli_" + name + "_" + std::to_string(getpid()));
   fs::remove_all(dir);
   fs::create_directories(dir);
   return dir;
