@@ -30,6 +30,7 @@ demo: build
 images: build
 	$(CLI) render examples/tjoint.step --seams --size 960x720 --out docs/images/demo-tjoint.png
 	$(CLI) render examples/lbracket.step --seams --size 960x720 --out docs/images/demo-lbracket.png
+	$(CLI) render examples/cell/robot.json --joints 0,-30,20,0,45,0 --size 960x720 --out docs/images/robot-pose.png
 
 test: build
 	cd $(BUILD_DIR) && $(XVFB) ctest --output-on-failure -j$(JOBS)

@@ -1,12 +1,13 @@
 #include "FkCommand.h"
+#include "MechanismFile.h"
 
 #include <entity/GenericEntityConfig.h>
 
 #include <cadtools/DataHandle.h>
+#include <cadtools/WorkpieceError.h>
 
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <sstream>
 
 namespace
@@ -26,10 +27,6 @@ options:
 exit codes: 0 success, 1 the mechanism cannot be loaded or a value is out of range, 2 wrong arguments.
 )";
 
-constexpr double DegreesPerRadian = 180.0 / M_PI;
-// Slack beyond a limit still accepted, in the units of the joint (rounding of printed values).
-constexpr double LimitSlack = 1.0e-9;
-
 struct Options
 {
   std::string mechanism;
@@ -37,22 +34,6 @@ struct Options
   bool hasJoints = false;
   std::vector<double> joints;
 };
-
-// Parses "a,b,c" into numbers; false for an empty item or one that is not a number.
-bool ParseList(const std::string& text, std::vector<double>& values)
-{
-  std::stringstream items(text);
-  std::string item;
-  while (std::getline(items, item, ','))
-  {
-    char* end = nullptr;
-    const double v = std::strtod(item.c_str(), &end);
-    if (item.empty() || end == item.c_str() || *end != '\0')
-      return false;
-    values.push_back(v);
-  }
-  return !values.empty();
-}
 
 // Returns 0 with the options filled, 2 (after the usage on `err`) for wrong arguments.
 int Parse(const std::vector<std::string>& args, Options& options, std::ostream& err)
@@ -65,7 +46,7 @@ int Parse(const std::vector<std::string>& args, Options& options, std::ostream& 
       const std::string& value = args[++i];
       if (arg == "--json")
         options.json = value;
-      else if (!(options.hasJoints = ParseList(value, options.joints)))
+      else if (!(options.hasJoints = MechanismFile::ParseValues(value, options.joints)))
       {
         err << "workpiece fk: --joints wants numbers separated by commas, got '" << value << "'\n";
         return 2;
@@ -127,43 +108,21 @@ int RunFkCommand(const std::vector<std::string>& args, std::ostream& out, std::o
   if (const int code = Parse(args, options, err); code != 0)
     return code;
 
-  Json::Value json = DataHandle::LoadJson(options.mechanism);
-  if (!json.isObject())
+  std::unique_ptr<GenericEntityConfig> loaded;
+  std::vector<double> values;
+  try
   {
-    err << "workpiece fk: cannot read the mechanism '" << options.mechanism << "'\n";
+    loaded = MechanismFile::Load(options.mechanism);
+    values = options.hasJoints ? MechanismFile::JointValues(*loaded, options.joints)
+                               : std::vector<double>(loaded->GetLinkRods().size(), 0.0);
+  }
+  catch (const WorkpieceError& error)
+  {
+    err << "workpiece fk: " << error.what() << "\n";
     return 1;
   }
-  const std::filesystem::path folder = std::filesystem::path(options.mechanism).parent_path();
-  if (json["ShapeEntityPath"].isString())
-    json["ShapeEntityPath"] = (folder / json["ShapeEntityPath"].asString()).string();
-  GenericEntityConfig mechanism;
-  mechanism.LoadFromJson(json);
-
+  GenericEntityConfig& mechanism = *loaded;
   const auto& links = mechanism.GetLinkRods();
-  std::vector<double> values(links.size(), 0.0);
-  if (options.hasJoints)
-  {
-    if (options.joints.size() != links.size())
-    {
-      err << "workpiece fk: the mechanism has " << links.size() << " joints, --joints gives "
-          << options.joints.size() << "\n";
-      return 1;
-    }
-    for (size_t i = 0; i < links.size(); ++i)
-    {
-      const LinkRod& link = *links[i];
-      const double toUi = link.GetJointType() == JointType::Rotary ? DegreesPerRadian : 1.0;
-      const double lower = link.GetLimit().lower * toUi, upper = link.GetLimit().upper * toUi;
-      const double value = options.joints[i];
-      if (!(value >= lower - LimitSlack && value <= upper + LimitSlack))
-      {
-        err << "workpiece fk: joint '" << link.GetName() << "' value " << value << " is outside its range ["
-            << lower << ", " << upper << "]\n";
-        return 1;
-      }
-      values[i] = value / toUi;
-    }
-  }
   mechanism.ForwardTrsf(values, false, false);
 
   Json::Value report(Json::objectValue);

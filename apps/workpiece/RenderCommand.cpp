@@ -1,8 +1,10 @@
 #include "RenderCommand.h"
 
+#include "MechanismFile.h"
 #include "PartReader.h"
 #include "SeamsCommand.h"
 
+#include <entity/MechanismPicture.h>
 #include <entity/SeamExtractor.h>
 #include <entity/SeamPicture.h>
 
@@ -29,7 +31,10 @@ length in the upper-left corner.
 Needs an X server to draw on: the one in DISPLAY, else a private Xvfb started for the run
 (install it with `apt-get install xvfb`).
 
-The mechanism form needs mechanisms loaded from JSON, which this build cannot do yet.
+The mechanism form draws a mechanism JSON (as `workpiece fk` reads it) at the --joints values
+(degrees for turning joints, millimetres for sliding ones; default all 0, a value outside its
+limits is an error), with the entities its flanges name that are described by another JSON file
+in its folder mounted on them, and each flange frame as small axes.
 
 options:
   --out FILE           the picture to write (required)
@@ -169,13 +174,52 @@ std::optional<int> Parse(const std::vector<std::string>& args, Request& request,
   return std::nullopt;
 }
 
-// The mechanism form: once a mechanism loads from its JSON description, it is MechanismPicture::Render
-// of the loaded mechanism at the --joints values.
-int RenderMechanism(const Request& request, std::ostream& err)
+// Writes the camera when asked and says what was written; returns the exit code.
+int Finish(const Request& request, const SceneRenderer& scene, std::ostream& out, std::ostream& err)
 {
-  err << "workpiece render: cannot render the mechanism '" << request.input
-      << "': loading mechanisms from JSON is not available in this build\n";
-  return 1;
+  if (!request.camera.empty() && !DataHandle::SaveJson(scene.CameraToJson(), request.camera))
+  {
+    err << "workpiece render: cannot write '" << request.camera << "'\n";
+    return 1;
+  }
+  out << "wrote " << request.picture << " (" << scene.Width() << "x" << scene.Height() << ")";
+  return 0;
+}
+
+int RenderMechanism(const Request& request, std::ostream& out, std::ostream& err)
+{
+  std::vector<double> values;
+  if (!request.joints.empty() && !MechanismFile::ParseValues(request.joints, values))
+  {
+    err << "workpiece render: --joints wants numbers separated by commas, got '" << request.joints << "'\n";
+    return 2;
+  }
+  std::unique_ptr<SceneRenderer> scene;
+  try
+  {
+    const std::unique_ptr<GenericEntityConfig> mechanism = MechanismFile::Load(request.input);
+    const auto mounted = MechanismFile::LoadMounted(*mechanism, request.input);
+    const std::vector<double> joints = request.joints.empty()
+                                           ? std::vector<double>(mechanism->GetLinkRods().size(), 0.0)
+                                           : MechanismFile::JointValues(*mechanism, values);
+    MechanismPicture::Options look;
+    look.width = request.look.width;
+    look.height = request.look.height;
+    look.direction = request.look.direction;
+    std::vector<const Entity*> drawn;
+    for (const auto& entity : mounted)
+      drawn.push_back(entity.get());
+    scene = MechanismPicture::Render(*mechanism, joints, drawn, look, request.picture);
+  }
+  catch (const WorkpieceError& error)
+  {
+    err << "workpiece render: " << error.what() << "\n";
+    return 1;
+  }
+  const int code = Finish(request, *scene, out, err);
+  if (code == 0)
+    out << "\n";
+  return code;
 }
 
 int RenderPart(const Request& request, std::ostream& out, std::ostream& err)
@@ -199,13 +243,8 @@ int RenderPart(const Request& request, std::ostream& out, std::ostream& err)
     err << "workpiece render: " << error.what() << "\n";
     return 1;
   }
-  if (!request.camera.empty() && !DataHandle::SaveJson(scene->CameraToJson(), request.camera))
-  {
-    err << "workpiece render: cannot write '" << request.camera << "'\n";
-    return 1;
-  }
-
-  out << "wrote " << request.picture << " (" << scene->Width() << "x" << scene->Height() << ")";
+  if (const int code = Finish(request, *scene, out, err); code != 0)
+    return code;
   if (request.seams)
   {
     const SeamPicture::Summary summary = SeamPicture::Summarize(seams.segs);
@@ -225,6 +264,6 @@ int RunRenderCommand(const std::vector<std::string>& args, std::ostream& out, st
   if (const std::optional<int> code = Parse(args, request, out, err))
     return *code;
   if (!request.joints.empty() || IsJson(request.input))
-    return RenderMechanism(request, err);
+    return RenderMechanism(request, out, err);
   return RenderPart(request, out, err);
 }

@@ -240,8 +240,11 @@ TEST(RenderCli, WrongArgumentsAndUnreadableInputsAreRefused)
     {part + out + " --colour red", 2, "unknown or incomplete option '--colour'"},
     {part + out + " " + part, 2, "only one part at a time"},
     {(dir / "missing.step").string() + out, 1, "cannot read '" + (dir / "missing.step").string() + "': no such file"},
-    {(dir / "robot.json").string() + out, 1, "loading mechanisms from JSON is not available in this build"},
-    {part + " --joints 0,0,0" + out, 1, "loading mechanisms from JSON is not available in this build"},
+    {(dir / "robot.json").string() + out, 1, "cannot read the mechanism '" + (dir / "robot.json").string() + "'"},
+    {part + " --joints 0,0,0" + out, 1, "cannot read the mechanism '" + part + "'"},
+    {Example("cell/robot.json") + " --joints 0,0,0,0,125.5,0" + out, 1, "joint 'J5' value 125.5 is outside its range [-125, 125]"},
+    {Example("cell/robot.json") + " --joints 0,0" + out, 1, "the mechanism has 6 joints, --joints gives 2"},
+    {Example("cell/robot.json") + " --joints 0,,0" + out, 2, "--joints wants numbers separated by commas, got '0,,0'"},
     {part + " --out " + (dir / "no" / "such" / "x.png").string(), 1, "cannot write the picture"},
   };
   for (const auto& c : cases)
@@ -254,5 +257,26 @@ TEST(RenderCli, WrongArgumentsAndUnreadableInputsAreRefused)
     EXPECT_TRUE(run.out.empty()) << c.args << "\n" << run.out;
   }
   EXPECT_EQ(Cli("render --help", dir).code, 0);
+  fs::remove_all(dir);
+}
+
+TEST(RenderCli, AMechanismInTwoPosesGivesTwoPictures)
+{
+  const fs::path dir = Scratch("mechanism");
+  std::string pictures[2];
+  const char* poses[2] = {"0,-30,20,0,45,0", "90,0,0,0,-120,0"};
+  for (int i = 0; i < 2; ++i)
+  {
+    const fs::path picture = dir / ("robot" + std::to_string(i) + ".png");
+    const CliRun run = Cli("render " + Example("cell/robot.json") + " --joints " + poses[i] + " --size 320x240 --out " +
+                             picture.string(), dir);
+    if (NoDisplay(run))
+      GTEST_SKIP() << "no X server can be reached or started: " << run.err;
+    ASSERT_EQ(run.code, 0) << run.err;
+    EXPECT_EQ(run.out, "wrote " + picture.string() + " (320x240)\n");
+    pictures[i] = ReadText(picture);
+  }
+  EXPECT_FALSE(pictures[0].empty());
+  EXPECT_NE(pictures[0], pictures[1]);
   fs::remove_all(dir);
 }
