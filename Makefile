@@ -26,7 +26,7 @@ demo: build
 	@$(CLI) render $(DEMO_DIR)/tjoint.step --seams --out $(abspath $(DEMO_DIR))/demo-tjoint.png
 	@$(CLI) render $(DEMO_DIR)/lbracket.step --seams --out $(abspath $(DEMO_DIR))/demo-lbracket.png
 
-# The README's pictures of the demo parts, from the committed example files.
+# The README's pictures, from the committed example files.
 images: build
 	$(CLI) render examples/tjoint.step --seams --size 960x720 --out docs/images/demo-tjoint.png
 	$(CLI) render examples/lbracket.step --seams --size 960x720 --out docs/images/demo-lbracket.png

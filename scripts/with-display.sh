@@ -3,6 +3,6 @@
 # (rendering tests then skip themselves).
 set -euo pipefail
 if [ -z "${DISPLAY:-}" ] && command -v xvfb-run >/dev/null 2>&1; then
-  exec xvfb-run -a -s "-screen 0 1280x1024x24" "$@"
+  exec xvfb-run -a -s "-screen 0 1280x1024x24 -noreset" "$@"
 fi
 exec "$@"
