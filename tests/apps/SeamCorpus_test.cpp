@@ -3,9 +3,13 @@
 
 #include <entity/SeamExtractor.h>
 
+#include <BRepBuilderAPI_Transform.hxx>
+#include <gp_Ax2.hxx>
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <map>
 #include <string>
 
 namespace
@@ -51,7 +55,8 @@ Score Compare(const SeamExtractor::Result& result, bool verbose)
 } // namespace
 
 // Every corpus part, every classifier against the dihedral reference: the default classifier must
-// find the inner corners and only them; the table of all three is printed for comparison.
+// find the inner corners and only them, on the part and on its mirror image; the table of all three
+// is printed for comparison.
 TEST(SeamCorpus, DefaultClassifierAgreesWithTheDihedralReference)
 {
   const SeamExtractor::Options defaults;
@@ -61,7 +66,16 @@ TEST(SeamCorpus, DefaultClassifierAgreesWithTheDihedralReference)
   {
     const PartReader::Part part = PartReader::Read(Parts + name);
     ASSERT_FALSE(part.shape.IsNull()) << name << ": " << part.error;
-    const SeamExtractor extractor(part.shape);
+    // Mirrored, its planes turn left-handed; its seams stay what they were.
+    gp_Trsf mirror;
+    mirror.SetMirror(gp_Ax2(gp_Pnt(0, 0, 0), gp_Dir(1, 0, 0)));
+    const SeamExtractor extractor(part.shape), mirrored(BRepBuilderAPI_Transform(part.shape, mirror, true).Shape());
+    std::map<EdgeType, int> original, image;
+    for (const EdgeFaceSeg& seg : extractor.Extract(defaults).segs)
+      ++original[seg.GetEdgeType()];
+    for (const EdgeFaceSeg& seg : mirrored.Extract(defaults).segs)
+      ++image[seg.GetEdgeType()];
+    EXPECT_EQ(original, image) << name << " mirrored";
     for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
                                   SeamExtractor::Classifier::Orientation})
     {

@@ -18,7 +18,7 @@
 // its loops, holes included), else the distance to the nearest boundary segment. Queries only
 // read, so any number of threads may share one instance. Other faces answer through
 // AutoWeldSeamAlgUtils. Every face also keeps what the classifiers would otherwise re-derive from
-// the shared topology for each of its edges (its plane's normals, its vertex points), so that
+// the shared topology for each of its edges (its plane's normals, its outline points), so that
 // threads classifying edges of one face do not contend for its handles.
 class FaceProximity
 {
@@ -42,8 +42,12 @@ public:
   bool IsPlanar() const { return myPlanar; }
   // Returns the normal of that plane at its origin, face orientation applied (zero when not planar).
   const gp_Vec& PlaneNormal() const { return myPlaneNormal; }
-  // Returns the points of the face's vertices, in exploration order (repeats included).
-  const std::vector<gp_Pnt>& VertexPoints() const { return myVertexPoints; }
+  // Returns the face's width: the middle extent of its oriented bounding box (a flat face's smaller side).
+  double Width() const { return myWidth; }
+  // Returns the width of a face not prepared.
+  static double WidthOf(const TopoDS_Face& face);
+  // Returns points along the face's boundary: its vertices, and points between them on curved edges.
+  const std::vector<gp_Pnt>& OutlinePoints() const { return myOutlinePoints; }
 
 private:
   // Keeps the normals, planarity and vertex points the classifiers ask for.
@@ -62,5 +66,6 @@ private:
   gp_Vec myNormal;
   bool myPlanar = false;
   gp_Vec myPlaneNormal;
-  std::vector<gp_Pnt> myVertexPoints;
+  std::vector<gp_Pnt> myOutlinePoints;
+  double myWidth = 0.0;
 };

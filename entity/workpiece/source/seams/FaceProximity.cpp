@@ -4,7 +4,9 @@
 #include <cadtools/GeomHandle.h>
 
 #include <BRepAdaptor_Curve.hxx>
+#include <BRepBndLib.hxx>
 #include <BRep_Tool.hxx>
+#include <Bnd_OBB.hxx>
 #include <Standard_Failure.hxx>
 #include <ElSLib.hxx>
 #include <Geom_Plane.hxx>
@@ -14,11 +16,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <tuple>
 
 namespace
 {
+// Intervals in which a curved edge is sampled for the face's outline.
+constexpr int OutlinePointsPerEdge = 8;
+
 // Returns the square of the distance from p to the segment ab.
 double SegmentSquareDistance(const gp_Pnt& p, const gp_Pnt& a, const gp_Pnt& b)
 {
@@ -81,14 +87,37 @@ void FaceProximity::PrepareClassifierData()
     myEdgeFreeNormal = false;
     myPlanar = false;
   }
-  for (TopExp_Explorer it(myFace, TopAbs_VERTEX); it.More(); it.Next())
-    myVertexPoints.push_back(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())));
+  myWidth = WidthOf(myFace);
+  for (TopExp_Explorer it(myFace, TopAbs_EDGE); it.More(); it.Next())
+  {
+    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
+    if (BRep_Tool::Degenerated(edge))
+      continue;
+    const BRepAdaptor_Curve curve(edge);
+    const int points = curve.GetType() == GeomAbs_Line ? 1 : OutlinePointsPerEdge;
+    for (int i = 0; i <= points; ++i)
+      myOutlinePoints.push_back(
+        curve.Value(curve.FirstParameter() + (curve.LastParameter() - curve.FirstParameter()) * i / points));
+  }
+}
+
+double FaceProximity::WidthOf(const TopoDS_Face& face)
+{
+  Bnd_OBB box;
+  BRepBndLib::AddOBB(face, box, false, false, false);
+  if (box.IsVoid())
+    return 0.0;
+  double extents[] = {box.XHSize(), box.YHSize(), box.ZHSize()};
+  std::sort(std::begin(extents), std::end(extents));
+  return 2.0 * extents[1];
 }
 
 std::pair<bool, gp_Vec> FaceProximity::NormalByEdge(const TopoDS_Edge& edge, double t) const
 {
   if (myEdgeFreeNormal)
     return {true, myNormal};
+  if (const auto onEdge = AutoWeldSeamAlgUtils::GetFaceNormalOnEdge(edge, myFace, t); onEdge.first)
+    return onEdge;
   return AutoWeldSeamAlgUtils::GetFaceNormalByEdge(edge, myFace, t);
 }
 

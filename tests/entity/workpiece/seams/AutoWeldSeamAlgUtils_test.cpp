@@ -67,12 +67,12 @@ TEST(EdgeClassification, TangentFilletsFoldedBackOneSidedProbesAndNormals)
                         BRepAdaptor_Surface(s.face2).GetType() == GeomAbs_Plane;
     EXPECT_EQ(Classify(s), (std::array{EdgeType::Convex, planar ? EdgeType::Convex : EdgeType::Unknown, EdgeType::Convex}));
   }
-  // A knife edge folds back (the cross product decides the orientation); at a step the probe 1.1
-  // into the 0.5 high face overshoots it; no faces, no normals.
+  // A knife edge folds back (the cross product decides the orientation); at a step the probes fit
+  // the 0.5 high face; no faces, no normals.
   EXPECT_EQ(Classify(SeamAt(SeamSolids::ThinWedge(), gp_Pnt(0, 0, 10))),
             (std::array{EdgeType::Unknown, EdgeType::Unknown, EdgeType::Convex}));
   const EdgeWithFaces step = SeamAt(SeamSolids::StepSolid(), gp_Pnt(10, 5, 15));
-  EXPECT_EQ(Classify(step), (std::array{EdgeType::Unknown, EdgeType::Unknown, EdgeType::Concave}));
+  EXPECT_EQ(Classify(step), (std::array{EdgeType::Concave, EdgeType::Concave, EdgeType::Concave}));
   EXPECT_EQ(Classify({step.edge, TopoDS_Face(), TopoDS_Face()}), (std::array{EdgeType::Unknown, EdgeType::Unknown, EdgeType::Unknown}));
   const TopoDS_Shape cylinder = Solids::Cylinder(10, 20);
   const TopoDS_Face side = SeamSolids::FaceNear(cylinder, gp_Pnt(10, 0, 10));
