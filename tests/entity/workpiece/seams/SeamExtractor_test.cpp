@@ -210,7 +210,9 @@ TEST(FaceProximity, AgreesWithTheKernelAroundAFaceWithHoles)
   ASSERT_TRUE(prepared.IsPrepared() && prepared.OutlinePoints().size() == 2u * (4u + 6u * 4u)) << "4 + 6 × 4 edges";
   std::mt19937 random(7);
   std::uniform_real_distribution<double> x(-10, 110), y(-10, 90), z(7, 13);
-  std::vector<gp_Pnt> points{{15, 13, 10}, {15, 13, 11.5}, {9.5, 13, 10.2}, {10, 13, 10}, {0, 0, 10}, {50, 40, 10}};
+  // Points level with the holes' corners send the crossing count's ray through vertices.
+  std::vector<gp_Pnt> points{{15, 13, 10}, {15, 13, 11.5}, {9.5, 13, 10.2}, {10, 13, 10}, {0, 0, 10}, {50, 40, 10},
+                             {5, 16, 10.5}, {25, 10, 10.2}, {95, 36, 10}, {5, 30, 11}, {45, 56, 10.1}};
   for (int i = 0; i < 300; ++i)
     points.emplace_back(x(random), y(random), z(random));
   for (const gp_Pnt& p : points)
