@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -91,6 +92,11 @@ TEST(SeamCorpus, DefaultClassifierAgreesWithTheDihedralReference)
       if (isDefault)
       {
         EXPECT_FALSE(result.segs.empty()) << name;
+        // Every unknown seam is one whose kind changes along it, and is counted so.
+        EXPECT_EQ(result.changing, static_cast<std::size_t>(std::count_if(
+                                     result.segs.begin(), result.segs.end(),
+                                     [](const EdgeFaceSeg& s) { return s.GetEdgeType() == EdgeType::Unknown; })))
+          << name;
         EXPECT_GE(score.Recall(), Goal) << name;
         EXPECT_GE(score.Precision(), Goal) << name;
       }

@@ -120,9 +120,11 @@ gp_Pnt StepOnFace(const TopoDS_Edge& edge, const TopoDS_Face& face, double t, co
   const gp_Pnt straight = p.Translated(w * d);
   TopLoc_Location location;
   const Handle(Geom_Surface) surface = BRep_Tool::Surface(face, location);
+  if (surface.IsNull() || edge.IsNull() || surface->IsKind(STANDARD_TYPE(Geom_Plane)))
+    return straight;
   double first = 0.0, last = 0.0;
-  const Handle(Geom2d_Curve) pcurve = edge.IsNull() ? Handle(Geom2d_Curve)() : BRep_Tool::CurveOnSurface(edge, face, first, last);
-  if (surface.IsNull() || pcurve.IsNull() || surface->IsKind(STANDARD_TYPE(Geom_Plane)))
+  const Handle(Geom2d_Curve) pcurve = BRep_Tool::CurveOnSurface(edge, face, first, last);
+  if (pcurve.IsNull())
     return straight;
   const gp_Pnt2d uv = pcurve->Value(first + (last - first) * t);
   gp_Pnt origin;
