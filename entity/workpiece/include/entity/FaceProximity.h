@@ -1,5 +1,6 @@
 #pragma once
 
+#include <BRepTopAdaptor_FClass2d.hxx>
 #include <TopoDS_Edge.hxx>
 #include <TopoDS_Face.hxx>
 #include <gp_Pln.hxx>
@@ -7,6 +8,8 @@
 #include <gp_Pnt.hxx>
 #include <gp_Vec.hxx>
 
+#include <memory>
+#include <mutex>
 #include <utility>
 #include <vector>
 
@@ -30,6 +33,11 @@ public:
 
   // Returns whether the point lies strictly closer than tol to the face, as AutoWeldSeamAlgUtils::IsVertexOnFace.
   bool IsOn(const gp_Pnt& point, double tol) const;
+
+  // Returns whether the surface parameters lie in the face (the kernel's classifier; its boundary counts
+  // as in). A point reached on the surface is judged so, where a distance search may stop at the
+  // boundary and miss the face's inside.
+  bool Contains(const gp_Pnt2d& uv) const;
 
   // Returns whether queries take the prepared path.
   bool IsPrepared() const { return myPrepared; }
@@ -55,7 +63,7 @@ private:
   // Returns the distance to the nearest boundary segment.
   double BoundaryDistance(const gp_Pnt& point) const;
   // Returns whether the plane parameters (u, v) lie inside the boundary loops.
-  bool Contains(double u, double v) const;
+  bool ContainsInPlane(double u, double v) const;
 
   TopoDS_Face myFace;
   gp_Pln myPlane;
@@ -68,4 +76,7 @@ private:
   gp_Vec myPlaneNormal;
   std::vector<gp_Pnt> myOutlinePoints;
   double myWidth = 0.0;
+  // Built on first use, once, whichever thread asks.
+  mutable std::once_flag myClassifierOnce;
+  mutable std::unique_ptr<BRepTopAdaptor_FClass2d> myClassifier;
 };

@@ -29,6 +29,7 @@
 #include <algorithm>
 #include <cmath>
 #include <list>
+#include <optional>
 #include <tuple>
 #include <vector>
 
@@ -113,11 +114,12 @@ EdgeType KindAt(const TopoDS_Edge& edge, double t, const Normal1& normal1, const
 
 // Returns the point a distance d from p along w, on the face's surface: the step is taken in the
 // surface's parameters at the edge point at fraction t, so that it follows a curved face instead of
-// leaving it along the tangent. A plane, or a face that does not hold the edge, steps straight.
-gp_Pnt StepOnFace(const TopoDS_Edge& edge, const TopoDS_Face& face, double t, const gp_Pnt& p, const gp_Vec& w,
-                  double d)
+// leaving it along the tangent; the parameters reached come with it. A plane, or a face that does not
+// hold the edge, steps straight, without parameters.
+std::pair<gp_Pnt, std::optional<gp_Pnt2d>> StepOnFace(const TopoDS_Edge& edge, const TopoDS_Face& face, double t,
+                                                      const gp_Pnt& p, const gp_Vec& w, double d)
 {
-  const gp_Pnt straight = p.Translated(w * d);
+  const std::pair<gp_Pnt, std::optional<gp_Pnt2d>> straight{p.Translated(w * d), std::nullopt};
   TopLoc_Location location;
   const Handle(Geom_Surface) surface = BRep_Tool::Surface(face, location);
   if (surface.IsNull() || edge.IsNull() || surface->IsKind(STANDARD_TYPE(Geom_Plane)))
@@ -140,13 +142,14 @@ gp_Pnt StepOnFace(const TopoDS_Edge& edge, const TopoDS_Face& face, double t, co
     return straight;
   const double su = (c * du.Dot(w) - b * dv.Dot(w)) / det;
   const double sv = (a * dv.Dot(w) - b * du.Dot(w)) / det;
-  return surface->Value(uv.X() + su * d, uv.Y() + sv * d).Transformed(toPart);
+  const gp_Pnt2d reached(uv.X() + su * d, uv.Y() + sv * d);
+  return {surface->Value(reached.X(), reached.Y()).Transformed(toPart), reached};
 }
 
 // Returns the probe classification, the faces' normals and point tests given as callables. The probes
 // step no further than a share of the narrower face's width (tol + 1 at most), and a probe counts as
 // on its face within half that step at most, so that narrow faces (fillets, chamfers, ribs, low
-// steps) are probed on themselves.
+// steps) are probed on themselves. onFaceN(point, tol, parameters) tells whether a probe is on face N.
 template <typename Normal1, typename Normal2, typename OnFace1, typename OnFace2>
 EdgeType ProbeKind(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, double tol, double t,
                    double width, const Normal1& normal1, const Normal2& normal2, const OnFace1& onFace1,
@@ -155,8 +158,9 @@ EdgeType ProbeKind(const TopoDS_Edge& edge, const TopoDS_Face& face1, const Topo
   return KindAt(edge, t, normal1, normal2, [&](const gp_Pnt& p, const gp_Vec& w1, const gp_Vec& w2) {
     const double d = std::min(tol + 1.0, AutoWeldSeamAlgUtils::ProbeWidthFraction * width);
     const double onTol = std::min(tol, 0.5 * d);
-    return KindOfProbes(onFace1(StepOnFace(edge, face1, t, p, w1, d), onTol),
-                        onFace2(StepOnFace(edge, face2, t, p, w2, d), onTol));
+    const auto [q1, uv1] = StepOnFace(edge, face1, t, p, w1, d);
+    const auto [q2, uv2] = StepOnFace(edge, face2, t, p, w2, d);
+    return KindOfProbes(onFace1(q1, onTol, uv1), onFace2(q2, onTol, uv2));
   });
 }
 
@@ -281,8 +285,9 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoD
 {
   return ProbeKind(
     edge, face1, face2, tol, t, std::min(FaceProximity::WidthOf(face1), FaceProximity::WidthOf(face2)),
-    [&] { return GetFaceNormalByEdge(edge, face1, t); }, [&] { return GetFaceNormalByEdge(edge, face2, t); }, onFace1,
-    onFace2);
+    [&] { return GetFaceNormalByEdge(edge, face1, t); }, [&] { return GetFaceNormalByEdge(edge, face2, t); },
+    [&](const gp_Pnt& p, double d, const std::optional<gp_Pnt2d>&) { return onFace1(p, d); },
+    [&](const gp_Pnt& p, double d, const std::optional<gp_Pnt2d>&) { return onFace2(p, d); });
 }
 
 EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const FaceProximity& face1,
@@ -291,8 +296,8 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const FaceP
   return ProbeKind(
     edge, face1.Face(), face2.Face(), tol, t, std::min(face1.Width(), face2.Width()),
     [&] { return face1.NormalByEdge(edge, t); }, [&] { return face2.NormalByEdge(edge, t); },
-    [&](const gp_Pnt& p, double d) { return face1.IsOn(p, d); },
-    [&](const gp_Pnt& p, double d) { return face2.IsOn(p, d); });
+    [&](const gp_Pnt& p, double d, const std::optional<gp_Pnt2d>& uv) { return uv ? face1.Contains(*uv) : face1.IsOn(p, d); },
+    [&](const gp_Pnt& p, double d, const std::optional<gp_Pnt2d>& uv) { return uv ? face2.Contains(*uv) : face2.IsOn(p, d); });
 }
 
 EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1,

@@ -124,13 +124,21 @@ std::pair<bool, gp_Vec> FaceProximity::NormalByEdge(const TopoDS_Edge& edge, dou
 // An even-odd crossing count over copies of the boundary instead of the kernel's face classifiers:
 // those explore the face's shared topology and handles on every query, so threads classifying the
 // edges of one face would contend for them. The tests compare its distances with the kernel's.
-bool FaceProximity::Contains(double u, double v) const
+bool FaceProximity::ContainsInPlane(double u, double v) const
 {
   bool inside = false;
   for (const auto& [a, b] : myUVSegments)
     if ((a.Y() > v) != (b.Y() > v) && u < a.X() + (v - a.Y()) * (b.X() - a.X()) / (b.Y() - a.Y()))
       inside = !inside;
   return inside;
+}
+
+bool FaceProximity::Contains(const gp_Pnt2d& uv) const
+{
+  std::call_once(myClassifierOnce, [this] {
+    myClassifier = std::make_unique<BRepTopAdaptor_FClass2d>(myFace, BRep_Tool::Tolerance(myFace));
+  });
+  return myClassifier->Perform(uv) != TopAbs_OUT;
 }
 
 double FaceProximity::BoundaryDistance(const gp_Pnt& point) const
@@ -154,7 +162,7 @@ double FaceProximity::Distance(const gp_Pnt& point) const
     return toPlane;
   double u = 0.0, v = 0.0;
   ElSLib::Parameters(myPlane, point, u, v);
-  if (Contains(u, v))
+  if (ContainsInPlane(u, v))
     return toPlane;
   return toBoundary;
 }
