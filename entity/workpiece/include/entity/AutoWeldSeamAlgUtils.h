@@ -31,7 +31,8 @@ class FaceProximity;
 //   the tangent, and calls an edge whose kind changes along it unknown (KindAlongEdge tells so);
 //   its plane-side test judges the points along each face's boundary, at the kernel's precision;
 // - the probe classifier steps no further than a quarter of the smaller face's width (tol + 1 at
-//   most), and steps along curved faces' surfaces.
+//   most), and steps along curved faces' surfaces; on prepared faces (FaceProximity) such a probe
+//   is judged in the surface's parameters by the kernel's face classifier.
 class AutoWeldSeamAlgUtils
 {
 public:
