@@ -56,6 +56,8 @@ public:
   static double WidthOf(const TopoDS_Face& face);
   // Returns points along the face's boundary: its vertices, and points between them on curved edges.
   const std::vector<gp_Pnt>& OutlinePoints() const { return myOutlinePoints; }
+  // Returns the outline points of a face not prepared.
+  static std::vector<gp_Pnt> OutlineOf(const TopoDS_Face& face);
 
 private:
   // Keeps the normals, planarity and vertex points the classifiers ask for.

@@ -341,7 +341,14 @@ EdgeType AutoWeldSeamAlgUtils::IsConcave(TopoDS_Edge edge, const TopoDS_Face& fa
     asInFace1 = it.Current().IsEqual(edge);
   if (!asInFace1)
     edge.Reverse();
-  return KindAlongEdge(edge, FaceProximity(face1), FaceProximity(face2), tol).first;
+  const double sideTol = std::min(tol, PlaneSideTol);
+  return OrientationKind(
+           edge, [&](double t) { return GetFaceNormalByEdge(edge, face1, t); },
+           [&](double t) { return GetFaceNormalByEdge(edge, face2, t); }, [&] { return PlaneNormalOf(face1).first; },
+           [&] { return PlaneNormalOf(face2).first; },
+           [&](const gp_Pnt& p, const gp_Dir& n) { return HasPointAbove(p, n, FaceProximity::OutlineOf(face1), sideTol); },
+           [&](const gp_Pnt& p, const gp_Dir& n) { return HasPointAbove(p, n, FaceProximity::OutlineOf(face2), sideTol); })
+    .first;
 }
 
 EdgeType AutoWeldSeamAlgUtils::IsConcave(const TopoDS_Edge& edgeAsInFace1, const FaceProximity& face1,

@@ -88,7 +88,13 @@ void FaceProximity::PrepareClassifierData()
     myPlanar = false;
   }
   myWidth = WidthOf(myFace);
-  for (TopExp_Explorer it(myFace, TopAbs_EDGE); it.More(); it.Next())
+  myOutlinePoints = OutlineOf(myFace);
+}
+
+std::vector<gp_Pnt> FaceProximity::OutlineOf(const TopoDS_Face& face)
+{
+  std::vector<gp_Pnt> outline;
+  for (TopExp_Explorer it(face, TopAbs_EDGE); it.More(); it.Next())
   {
     const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
     if (BRep_Tool::Degenerated(edge))
@@ -96,9 +102,9 @@ void FaceProximity::PrepareClassifierData()
     const BRepAdaptor_Curve curve(edge);
     const int points = curve.GetType() == GeomAbs_Line ? 1 : OutlinePointsPerEdge;
     for (int i = 0; i <= points; ++i)
-      myOutlinePoints.push_back(
-        curve.Value(curve.FirstParameter() + (curve.LastParameter() - curve.FirstParameter()) * i / points));
+      outline.push_back(curve.Value(curve.FirstParameter() + (curve.LastParameter() - curve.FirstParameter()) * i / points));
   }
+  return outline;
 }
 
 double FaceProximity::WidthOf(const TopoDS_Face& face)
