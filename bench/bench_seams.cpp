@@ -1,6 +1,7 @@
 // Seam classification per edge on a generated weldment, against the bare cost of evaluating the
 // two face normals of each edge (the floor), and the whole part on one thread and on the pool,
-// with its faces prepared and from the bare part.
+// with its faces prepared and from the bare part; then the default classifier on the largest
+// parts of the test corpus, in edges per second.
 #include <entity/AutoWeldSeamAlgUtils.h>
 #include <entity/GenerateWorkpieceHelper.h>
 #include <entity/SeamExtractor.h>
@@ -9,6 +10,9 @@
 
 #include <BRepAlgoAPI_Fuse.hxx>
 #include <BRep_Tool.hxx>
+#include <Message.hxx>
+#include <Message_PrinterOStream.hxx>
+#include <STEPControl_Reader.hxx>
 #include <Standard_Failure.hxx>
 #include <TopExp.hxx>
 #include <TopTools_IndexedDataMapOfShapeListOfShape.hxx>
@@ -21,6 +25,7 @@
 #include <functional>
 #include <initializer_list>
 #include <iostream>
+#include <string>
 #include <vector>
 
 namespace
@@ -243,6 +248,30 @@ void BM_IndexAndExtractWeldment(benchmark::State& state)
     return SeamExtractor(Part(), parallel).Extract(OptionsOf(state, parallel));
   });
 }
+// The largest corpus parts, by their two-face edges.
+const char* const CorpusParts[] = {"housing-nist-ctc02.stp", "frame-bars-gussets.step", "knuckle-bspline.stp"};
+
+// A corpus part's seams by the default classifier, its faces prepared: range(0) the part, range(1) = 1
+// for the pool.
+void BM_ExtractCorpusPart(benchmark::State& state)
+{
+  Message::DefaultMessenger()->RemovePrinters(STANDARD_TYPE(Message_PrinterOStream));
+  const std::string name = CorpusParts[state.range(0)];
+  STEPControl_Reader reader;
+  if (reader.ReadFile((WORKPIECE_PARTS_DIR "/" + name).c_str()) != IFSelect_RetDone || reader.TransferRoots() == 0)
+  {
+    state.SkipWithError(("cannot read " + name).c_str());
+    return;
+  }
+  const SeamExtractor extractor(reader.OneShape());
+  SeamExtractor::Options options;
+  options.parallel = state.range(1) == 1;
+  std::size_t seams = 0;
+  for (auto _ : state)
+    seams = extractor.Extract(options).segs.size();
+  state.counters["edges_per_s"] = benchmark::Counter(static_cast<double>(seams), benchmark::Counter::kIsIterationInvariantRate);
+  state.SetLabel(name + (options.parallel ? ", pool" : ", 1 thread"));
+}
 } // namespace
 
 BENCHMARK(BM_Floor_TwoFaceNormals)->Unit(benchmark::kMillisecond);
@@ -257,6 +286,8 @@ BENCHMARK(BM_IndexAndExtractWeldment)
   ->ArgsProduct({{0}, {0, 1}})
   ->Unit(benchmark::kMillisecond)
   ->UseRealTime();
+
+BENCHMARK(BM_ExtractCorpusPart)->ArgsProduct({{0, 1, 2}, {0, 1}})->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char** argv)
 {

@@ -1,4 +1,5 @@
 #include "PartReader.h"
+#include "PartRepair.h"
 
 #include <cadtools/ShapeHandle.h>
 
@@ -67,16 +68,17 @@ PartReader::Part PartReader::Read(const std::string& path)
 {
   std::error_code code;
   if (!std::filesystem::exists(path, code))
-    return {TopoDS_Shape(), "no such file"};
+    return {TopoDS_Shape(), "no such file", {}};
   if (std::filesystem::is_directory(path, code))
-    return {TopoDS_Shape(), "is a folder, not a part file"};
+    return {TopoDS_Shape(), "is a folder, not a part file", {}};
   if (!std::ifstream(path).good())
-    return {TopoDS_Shape(), "cannot be opened for reading"};
+    return {TopoDS_Shape(), "cannot be opened for reading", {}};
   if (!IsSupported(path))
-    return {TopoDS_Shape(), "unsupported file type (use .step, .stp, .iges, .igs or .brep)"};
+    return {TopoDS_Shape(), "unsupported file type (use .step, .stp, .iges, .igs or .brep)", {}};
 
   SilenceKernelMessages();
   TopoDS_Shape shape;
+  std::vector<std::string> notes;
   try
   {
     const std::string ext = Extension(path);
@@ -90,14 +92,20 @@ PartReader::Part PartReader::Read(const std::string& path)
       std::ifstream in(path, std::ios::binary);
       shape = ShapeHandle::ReadBRep(in);
     }
+    if (!shape.IsNull() && TopExp_Explorer(shape, TopAbs_FACE).More())
+    {
+      PartRepair::Result repaired = PartRepair::Repair(shape);
+      shape = repaired.shape;
+      notes = std::move(repaired.notes);
+    }
   }
   catch (const Standard_Failure& failure)
   {
-    return {TopoDS_Shape(), std::string("unreadable: ") + failure.GetMessageString()};
+    return {TopoDS_Shape(), std::string("unreadable: ") + failure.GetMessageString(), {}};
   }
   if (shape.IsNull())
-    return {TopoDS_Shape(), "unreadable: no shape could be read from it"};
+    return {TopoDS_Shape(), "unreadable: no shape could be read from it", {}};
   if (!TopExp_Explorer(shape, TopAbs_FACE).More())
-    return {TopoDS_Shape(), "the part is empty: it has no faces"};
-  return {shape, std::string()};
+    return {TopoDS_Shape(), "the part is empty: it has no faces", {}};
+  return {shape, std::string(), notes};
 }

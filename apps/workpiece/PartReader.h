@@ -3,8 +3,10 @@
 #include <TopoDS_Shape.hxx>
 
 #include <string>
+#include <vector>
 
-// Reads a part from a STEP, IGES or BREP file, with the exchange libraries' console chatter silenced.
+// Reads a part from a STEP, IGES or BREP file, with the exchange libraries' console chatter silenced,
+// and repairs it (PartRepair).
 class PartReader
 {
 public:
@@ -12,6 +14,7 @@ public:
   {
     TopoDS_Shape shape; // null on failure
     std::string error;  // why reading failed, empty on success
+    std::vector<std::string> notes; // what PartRepair did or could not do
   };
 
   // Returns the part in `path` (.step/.stp/.iges/.igs/.brep, any case), or the reason it could not be read.

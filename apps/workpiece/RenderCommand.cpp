@@ -39,7 +39,7 @@ in its folder mounted on them, and each flange frame as small axes.
 options:
   --out FILE           the picture to write (required)
   --seams              draw the weld seams and their legend
-  --classifier NAME    probe (default), planar or orientation, as for `workpiece seams`
+  --classifier NAME    orientation (default), probe or planar, as for `workpiece seams`
   --min-length MM      leave out seams shorter than MM (default 0)
   --size WxH           picture size in pixels (default 1280x1024, at most 8192 a side)
   --view NAME          iso (default, from +X -Y +Z), top (from +Z), front (from -Y), right (from +X)

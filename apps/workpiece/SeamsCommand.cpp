@@ -27,16 +27,19 @@ transition) or unknown. PART is a .step/.stp, .iges/.igs or .brep file.
 Prints one line per seam (edge index, kind, length in mm, the two face indices; indices
 carry the solid in bits 17-27 and the sub-shape within it in the low 17 bits), then a
 summary: how many concave, convex and unknown seams, the total concave length, and the
-edges left out (bounding one face, shared by more than two faces, degenerated, too short).
+edges left out (bounding one face, seams of closed faces, shared by more than two faces,
+degenerated, too short). Loose faces (IGES) are sewn into solids first and inside-out solids
+turned; what was done, and what could not be checked, is noted on the standard error.
 
 options:
   --json FILE          also write the seams to FILE as a JSON array of IntEdgeFaceSeg arrays
                        [edge, face1, face2, fuzzy, type, aux flag, need-view-convex, aux number]
                        (type 0 unknown, 1 concave, 2 convex)
-  --classifier NAME    probe (default): probe points 1.1 mm into each face;
-                       planar: probe distances, planar faces only (others are unknown);
-                       orientation: direction of the normals' cross product along the edge
-  --min-length MM      leave out edges shorter than MM (default 0)
+  --classifier NAME    orientation (default): direction of the normals' cross product
+                       along the edge, at several points of it;
+                       probe: probe points up to 1.1 mm into each face;
+                       planar: probe distances, planar faces only (others are unknown)
+  --min-length MM      leave out edges shorter than MM (to the printed 0.01; default 0)
   --help               print this help
 
 exit codes: 0 success, 1 the part is missing, unreadable or empty, or FILE cannot be
@@ -120,11 +123,14 @@ void PrintSeams(const SeamExtractor::Result& result, std::ostream& out)
   }
   out << result.segs.size() << " seams: " << concave << " concave, " << convex << " convex, " << unknown
       << " unknown; concave length " << std::fixed << std::setprecision(2) << concaveLength << " mm\n";
-  out << result.edges << " edges; left out: " << result.oneFace << " bounding one face, " << result.manyFaces
+  out << result.edges << " edges; left out: " << result.oneFace << " bounding one face, " << result.closedFaceSeams
+      << " seams of closed faces, " << result.manyFaces
       << " shared by more than two faces, " << result.degenerated << " degenerated, " << result.tooShort
       << " shorter than the minimum length";
   if (result.failed > 0)
     out << "; " << result.failed << " unknown because the geometry kernel failed on them";
+  if (result.changing > 0)
+    out << "; " << result.changing << " unknown because they change from concave to convex along their length";
   out << "\n";
 }
 
@@ -188,6 +194,8 @@ int RunSeamsCommand(const std::vector<std::string>& args, std::ostream& out, std
     err << "workpiece seams: cannot read '" << part << "': " << read.error << "\n";
     return 1;
   }
+  for (const std::string& note : read.notes)
+    err << "workpiece seams: " << part << ": " << note << "\n";
   SeamExtractor::Result result;
   try
   {

@@ -85,6 +85,17 @@ TEST(SeamsCli, ExamplePartsInEveryFormatTheirJsonAndBadInput)
   std::ofstream(dir + "cut.brep") << brep.str().substr(0, brep.str().size() / 2);
   const CliRun brepRun = Cli("seams " + dir + "tjoint.brep", dir);
   EXPECT_TRUE(brepRun.code == 0 && brepRun.out.find(TSummary) != std::string::npos) << brepRun.out << brepRun.err;
+  // Inside out, it is turned and says so; the IGES part's loose faces are sewn into a solid.
+  std::ostringstream insideOut;
+  BRepTools::Write(ReadStep(Examples + "tjoint.step").Reversed(), insideOut);
+  std::ofstream(dir + "inside-out.brep") << insideOut.str();
+  const CliRun turned = Cli("seams " + dir + "inside-out.brep", dir);
+  EXPECT_TRUE(turned.out.find(TSummary) != std::string::npos &&
+              turned.err.find("turned 1 inside-out solid(s) outside out") != std::string::npos) << turned.out << turned.err;
+  const CliRun sewn = Cli("seams " + std::string(WORKPIECE_PARTS_DIR) + "/slab-loose-faces.igs", dir);
+  EXPECT_TRUE(sewn.out.find("68 seams: 5 concave, 63 convex") != std::string::npos &&
+              sewn.err.find("sewed its loose faces into 1 solid(s); 0 free edge(s) remain") != std::string::npos)
+    << sewn.out << sewn.err;
   std::ofstream(dir + "garbage.step") << "ISO-10303-21;\nthis is not a step file\n";
   std::ofstream(dir + "empty.brep");
   std::ofstream(dir + "part.obj") << "v 0 0 0\n";

@@ -54,9 +54,9 @@ std::vector<EdgeWithFaces> SeamSolids::TwoFaceEdges(const TopoDS_Shape& shape)
   return result;
 }
 
-TopoDS_Shape SeamSolids::StepSolid()
+TopoDS_Shape SeamSolids::StepSolid(double rise)
 {
-  return Extruded({{0, 0, 0}, {20, 0, 0}, {20, 5, 0}, {10, 5, 0}, {10, 5.5, 0}, {0, 5.5, 0}}, 30);
+  return Extruded({{0, 0, 0}, {20, 0, 0}, {20, 5, 0}, {10, 5, 0}, {10, 5 + rise, 0}, {0, 5 + rise, 0}}, 30);
 }
 
 TopoDS_Shape SeamSolids::ThinWedge()

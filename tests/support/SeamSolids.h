@@ -21,9 +21,9 @@ class SeamSolids
 public:
   // Returns every edge of the shape shared by exactly two faces, with those faces as oriented in it.
   static std::vector<EdgeWithFaces> TwoFaceEdges(const TopoDS_Shape& shape);
-  // Returns the profile (0,0) (20,0) (20,5) (10,5) (10,5.5) (0,5.5) extruded 30 along Z: its inner
-  // edge at (10, 5) joins a 10 mm wide face and a 0.5 mm high one.
-  static TopoDS_Shape StepSolid();
+  // Returns the profile (0,0) (20,0) (20,5) (10,5) (10,5+rise) (0,5+rise) extruded 30 along Z: its
+  // inner edge at (10, 5) joins a 10 mm wide face and a `rise` high one.
+  static TopoDS_Shape StepSolid(double rise = 0.5);
   // Returns the triangle (0,0) (100,0) (100,4) extruded 20 along Z: at its edge along Z through the
   // origin the faces' normals are 177.7 degrees apart.
   static TopoDS_Shape ThinWedge();

@@ -1,6 +1,10 @@
 #include <cadtools/GeomHandle.h>
 
+#include <BRepBndLib.hxx>
+#include <BRepTools.hxx>
 #include <BRep_Tool.hxx>
+#include <Bnd_Box.hxx>
+#include <Precision.hxx>
 #include <GeomLib_IsPlanarSurface.hxx>
 #include <Geom_BSplineSurface.hxx>
 #include <Geom_BezierSurface.hxx>
@@ -9,6 +13,9 @@
 #include <Geom_RectangularTrimmedSurface.hxx>
 #include <Geom_TrimmedCurve.hxx>
 #include <TopoDS.hxx>
+
+#include <algorithm>
+#include <cmath>
 
 std::tuple<Handle(Geom_Curve), double, double> GeomHandle::ConvertToBasisCurve(const TopoDS_Shape& edge)
 {
@@ -42,12 +49,25 @@ Handle(Geom_Surface) GeomHandle::ConvertToBasisSurface(const TopoDS_Shape& face,
     else
       break;
   }
-  // Exchange formats often carry flat faces as splines; within tol they are planes.
+  // Exchange formats often carry flat faces as splines. Such a face is a plane only as flat as the
+  // kernel can tell (tol at most, a fixed share of the face's size at least): a gently curved panel
+  // is no plane. The fitted plane faces the way the spline does at the face's centre.
   if (surface->IsKind(STANDARD_TYPE(Geom_BSplineSurface)) || surface->IsKind(STANDARD_TYPE(Geom_BezierSurface)))
   {
-    GeomLib_IsPlanarSurface planar(surface, tol);
-    if (planar.IsPlanar())
-      return new Geom_Plane(planar.Plan());
+    Bnd_Box box;
+    BRepBndLib::Add(face, box, false);
+    const double size = box.IsVoid() ? 0.0 : std::sqrt(box.SquareExtent());
+    GeomLib_IsPlanarSurface planar(surface, std::max(Precision::Confusion(), std::min(tol, FlatnessShare * size)));
+    if (!planar.IsPlanar())
+      return surface;
+    double umin = 0.0, umax = 0.0, vmin = 0.0, vmax = 0.0;
+    BRepTools::UVBounds(TopoDS::Face(face), umin, umax, vmin, vmax);
+    const gp_Pln plane = planar.Plan();
+    const gp_Vec splineNormal = GetFaceNormalAtUVParam(surface, 0.5 * (umin + umax), 0.5 * (vmin + vmax), false);
+    const gp_Vec planeNormal = GetFaceNormalAtUVParam(new Geom_Plane(plane), 0.0, 0.0, false);
+    if (splineNormal.Dot(planeNormal) < 0.0)
+      return new Geom_Plane(plane.Location(), gp_Dir(planeNormal.Reversed()));
+    return new Geom_Plane(plane.Location(), gp_Dir(planeNormal));
   }
   return surface;
 }

@@ -21,6 +21,18 @@ class FaceProximity;
 
 // Classification of an edge between two faces as a weld seam, and the geometric predicates around it.
 // Failures are results (false, Unknown, FailDistance); kernel exceptions reach the caller.
+//
+// Where the plain steps fail on real parts, the classifiers go beyond them:
+// - a face's normal is its surface's normal (D1U x D1V), reversed on a reversed face, for planes too,
+//   so that left-handed planes (mirrored parts) are not seen inside out; beside an edge it is taken
+//   at the edge's own point on the face (its curve on the surface) rather than at a projection;
+// - the orientation classifier samples the edge at several inner points (never its ends, where
+//   apexes and neighbours' tangencies sit), decides by the sense of the normals' cross product along
+//   the tangent, and calls an edge whose kind changes along it unknown (KindAlongEdge tells so);
+//   its plane-side test judges the points along each face's boundary, at the kernel's precision;
+// - the probe classifier steps no further than a quarter of the smaller face's width (tol + 1 at
+//   most), and steps along curved faces' surfaces; on prepared faces (FaceProximity) such a probe
+//   is judged in the surface's parameters by the kernel's face classifier.
 class AutoWeldSeamAlgUtils
 {
 public:
@@ -32,6 +44,10 @@ public:
   static constexpr double SurfaceAngleTol = 0.008726646259971648;
   // Distance within which analytic surfaces coincide.
   static constexpr double SurfaceDistTol = 0.001;
+  // Height above a plane from which the orientation classifier's plane-side test sees a face rise.
+  static constexpr double PlaneSideTol = 1e-4;
+  // Fraction of the smaller face's width the probe classifier steps at most.
+  static constexpr double ProbeWidthFraction = 0.25;
   // Slack of the planar classifier's distance comparison.
   static constexpr double PlanarDistSlack = 0.01;
   // Below this length a surface normal is no normal.
@@ -83,6 +99,13 @@ public:
   static EdgeType IsConcave(const TopoDS_Edge& edgeAsInFace1, const FaceProximity& face1, const FaceProximity& face2,
                             double tol);
 
+  // Returns the orientation classification of prepared faces and whether the edge's kind changes along it.
+  static std::pair<EdgeType, bool> KindAlongEdge(const TopoDS_Edge& edgeAsInFace1, const FaceProximity& face1,
+                                                 const FaceProximity& face2, double tol);
+
+  // Returns (true, outward unit normal) of the face at the edge's point at fraction t, from the edge's
+  // curve on the face, or (false, zero) when the face does not hold the edge or has no normal there.
+  static std::pair<bool, gp_Vec> GetFaceNormalOnEdge(const TopoDS_Edge& edge, const TopoDS_Face& face, double t);
   // Returns (true, outward unit normal) of the face beside the edge point at fraction t, or (false, zero).
   static std::pair<bool, gp_Vec> GetFaceNormalByEdge(const TopoDS_Edge& edge, const TopoDS_Face& face, double t);
   // Returns the (not normalised) normal of the surface under the 2D curve's point at t.

@@ -23,6 +23,8 @@
 class SeamExtractor
 {
 public:
+  // An edge this much shorter than Options::minLength is still kept (its length as printed).
+  static constexpr double MinLengthTol = 0.005;
   // Bits of the number within a block.
   static constexpr std::uint32_t SubShapeBits = 17;
   // Blocks that fit in bits 17 to 27.
@@ -39,11 +41,12 @@ public:
 
   struct Options
   {
-    Classifier classifier = Classifier::Probe;
+    // The orientation classifier agrees best with the surfaces' dihedral angles on real parts.
+    Classifier classifier = Classifier::Orientation;
     double fuzzyValue = 0.1;      // tol of the probe and orientation classifiers, stored in the records
     double probeParameter = 0.5;  // where along the edge the probe classifier samples
     int planarStep = 1;           // probe distance of the planar classifier
-    double minLength = 0.0;       // shorter edges are left out
+    double minLength = 0.0;       // edges shorter by more than MinLengthTol are left out
     bool parallel = true;         // classify on the shared thread pool
   };
 
@@ -51,11 +54,13 @@ public:
   {
     std::vector<EdgeFaceSeg> segs; // in edge index order
     std::size_t edges = 0;         // distinct edges of the part
-    std::size_t oneFace = 0;       // left out: bounding a single face (free or seam edges)
+    std::size_t oneFace = 0;       // left out: bounding a single face (free edges)
+    std::size_t closedFaceSeams = 0; // left out: the seam of a closed face (one face on both sides)
     std::size_t manyFaces = 0;     // left out: shared by more than two faces
     std::size_t degenerated = 0;   // left out: no extent (cone apices, sphere poles)
     std::size_t tooShort = 0;      // left out: shorter than Options::minLength
     std::size_t failed = 0;        // classified Unknown because the kernel raised an error
+    std::size_t changing = 0;      // classified Unknown because their kind changes along them
     bool cancelled = false;        // the progress indicator asked to stop; segs is incomplete
   };
 
@@ -109,6 +114,7 @@ private:
   NCollection_DataMap<TopoDS_Shape, std::uint32_t, TopTools_ShapeMapHasher> myIndices;
   std::size_t myEdges = 0;
   std::size_t myOneFace = 0;
+  std::size_t myClosedFaceSeams = 0;
   std::size_t myManyFaces = 0;
   std::size_t myDegenerated = 0;
 };

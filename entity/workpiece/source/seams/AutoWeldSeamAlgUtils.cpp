@@ -21,11 +21,15 @@
 #include <Geom_Plane.hxx>
 #include <Geom_TrimmedCurve.hxx>
 #include <TopExp_Explorer.hxx>
+#include <TopLoc_Location.hxx>
 #include <TopoDS.hxx>
+
+#include <gp.hxx>
 
 #include <algorithm>
 #include <cmath>
 #include <list>
+#include <optional>
 #include <tuple>
 #include <vector>
 
@@ -82,15 +86,6 @@ double HeightAbove(const gp_Pnt& point, const gp_Pnt& p, const gp_Dir& n)
   return (point.XYZ() - p.XYZ()).Dot(n.XYZ());
 }
 
-// Returns whether some vertex of the face lies strictly more than tol above the plane through p with normal n.
-bool HasVertexAbove(const gp_Pnt& p, const gp_Dir& n, const TopoDS_Face& face, double tol)
-{
-  for (TopExp_Explorer it(face, TopAbs_VERTEX); it.More(); it.Next())
-    if (HeightAbove(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())), p, n) > tol)
-      return true;
-  return false;
-}
-
 // Returns whether some of the points lies strictly more than tol above the plane through p with normal n.
 bool HasPointAbove(const gp_Pnt& p, const gp_Dir& n, const std::vector<gp_Pnt>& points, double tol)
 {
@@ -117,25 +112,66 @@ EdgeType KindAt(const TopoDS_Edge& edge, double t, const Normal1& normal1, const
   return probes(p, w1, w2);
 }
 
-// Returns the probe classification, the faces' normals and point tests given as callables.
+// Returns the point a distance d from p along w, on the face's surface: the step is taken in the
+// surface's parameters at the edge point at fraction t, so that it follows a curved face instead of
+// leaving it along the tangent; the parameters reached come with it. A plane, or a face that does not
+// hold the edge, steps straight, without parameters.
+std::pair<gp_Pnt, std::optional<gp_Pnt2d>> StepOnFace(const TopoDS_Edge& edge, const TopoDS_Face& face, double t,
+                                                      const gp_Pnt& p, const gp_Vec& w, double d)
+{
+  const std::pair<gp_Pnt, std::optional<gp_Pnt2d>> straight{p.Translated(w * d), std::nullopt};
+  TopLoc_Location location;
+  const Handle(Geom_Surface) surface = BRep_Tool::Surface(face, location);
+  if (surface.IsNull() || edge.IsNull() || surface->IsKind(STANDARD_TYPE(Geom_Plane)))
+    return straight;
+  double first = 0.0, last = 0.0;
+  const Handle(Geom2d_Curve) pcurve = BRep_Tool::CurveOnSurface(edge, face, first, last);
+  if (pcurve.IsNull())
+    return straight;
+  const gp_Pnt2d uv = pcurve->Value(first + (last - first) * t);
+  gp_Pnt origin;
+  gp_Vec du, dv;
+  surface->D1(uv.X(), uv.Y(), origin, du, dv);
+  const gp_Trsf& toPart = location.Transformation();
+  du.Transform(toPart);
+  dv.Transform(toPart);
+  // The parameter step whose tangent image is nearest w (least squares on the 2 x 2 normal equations).
+  const double a = du.Dot(du), b = du.Dot(dv), c = dv.Dot(dv);
+  const double det = a * c - b * b;
+  if (det <= gp::Resolution())
+    return straight;
+  const double su = (c * du.Dot(w) - b * dv.Dot(w)) / det;
+  const double sv = (a * dv.Dot(w) - b * du.Dot(w)) / det;
+  const gp_Pnt2d reached(uv.X() + su * d, uv.Y() + sv * d);
+  return {surface->Value(reached.X(), reached.Y()).Transformed(toPart), reached};
+}
+
+// Returns the probe classification, the faces' normals and point tests given as callables. The probes
+// step no further than a share of the narrower face's width (tol + 1 at most), and a probe counts as
+// on its face within half that step at most, so that narrow faces (fillets, chamfers, ribs, low
+// steps) are probed on themselves. onFaceN(point, tol, parameters) tells whether a probe is on face N.
 template <typename Normal1, typename Normal2, typename OnFace1, typename OnFace2>
-EdgeType ProbeKind(const TopoDS_Edge& edge, double tol, double t, const Normal1& normal1, const Normal2& normal2,
-                   const OnFace1& onFace1, const OnFace2& onFace2)
+EdgeType ProbeKind(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2, double tol, double t,
+                   double width, const Normal1& normal1, const Normal2& normal2, const OnFace1& onFace1,
+                   const OnFace2& onFace2)
 {
   return KindAt(edge, t, normal1, normal2, [&](const gp_Pnt& p, const gp_Vec& w1, const gp_Vec& w2) {
-    const double d = tol + 1.0;
-    return KindOfProbes(onFace1(p.Translated(w1 * d), tol), onFace2(p.Translated(w2 * d), tol));
+    const double d = std::min(tol + 1.0, AutoWeldSeamAlgUtils::ProbeWidthFraction * width);
+    const double onTol = std::min(tol, 0.5 * d);
+    const auto [q1, uv1] = StepOnFace(edge, face1, t, p, w1, d);
+    const auto [q2, uv2] = StepOnFace(edge, face2, t, p, w2, d);
+    return KindOfProbes(onFace1(q1, onTol, uv1), onFace2(q2, onTol, uv2));
   });
 }
 
 // Returns the planar classification: planeN() gives (whether face N is planar, its plane's normal),
 // distanceN the distance to face N.
 template <typename Plane1, typename Plane2, typename Distance1, typename Distance2>
-EdgeType PlanarKind(const TopoDS_Edge& edge, int step, const Plane1& plane1, const Plane2& plane2,
+EdgeType PlanarKind(const TopoDS_Edge& edge, int step, double width, const Plane1& plane1, const Plane2& plane2,
                     const Distance1& distance1, const Distance2& distance2)
 {
   return KindAt(edge, 0.5, plane1, plane2, [&](const gp_Pnt& p, const gp_Vec& w1, const gp_Vec& w2) {
-    const double d = static_cast<double>(step);
+    const double d = std::min(static_cast<double>(step), AutoWeldSeamAlgUtils::ProbeWidthFraction * width);
     return KindOfProbes(distance1(p.Translated(w1 * d)) < distance1(p) + AutoWeldSeamAlgUtils::PlanarDistSlack,
                         distance2(p.Translated(w2 * d)) < distance2(p) + AutoWeldSeamAlgUtils::PlanarDistSlack);
   });
@@ -150,46 +186,65 @@ std::pair<bool, gp_Vec> PlaneNormalOf(const TopoDS_Face& face)
   return {true, GeomHandle::GetFaceNormalAtUVParam(plane, 0.0, 0.0, face.Orientation() == TopAbs_REVERSED)};
 }
 
-// Returns the orientation classification of an edge oriented as in face1: normalN() the faces' normals at
-// the edge start, planarN() whether they are planar, faceNRises(p, n) whether face N rises above a plane.
+// Fractions of an edge where the orientation classifier samples it: inside, away from its ends, where
+// apexes sit and neighbouring faces often start tangent.
+constexpr double OrientationSamples[] = {0.1, 0.3, 0.5, 0.7, 0.9};
+// Share of the decided samples a kind needs to win; below it the edge changes kind along its length.
+constexpr double ConsistentShare = 0.75;
+
+// Returns the orientation classification of an edge oriented as in face1, and whether its kind changes
+// along it: normalN(t) the faces' normals at fraction t, planarN() whether they are planar,
+// faceNRises(p, n) whether face N rises above a plane.
 template <typename Normal1, typename Normal2, typename Planar1, typename Planar2, typename Rises1, typename Rises2>
-EdgeType OrientationKind(const TopoDS_Edge& edge, const Normal1& normal1, const Normal2& normal2,
-                         const Planar1& planar1, const Planar2& planar2, const Rises1& face1Rises,
-                         const Rises2& face2Rises)
+std::pair<EdgeType, bool> OrientationKind(const TopoDS_Edge& edge, const Normal1& normal1, const Normal2& normal2,
+                                          const Planar1& planar1, const Planar2& planar2, const Rises1& face1Rises,
+                                          const Rises2& face2Rises)
 {
   const BRepAdaptor_Curve curve(edge);
-  gp_Pnt p;
-  gp_Vec tangent;
-  curve.D1(curve.FirstParameter(), p, tangent);
-  if (edge.Orientation() == TopAbs_REVERSED)
-    tangent.Reverse();
-
-  gp_Vec n1, n2;
-  bool ok1 = false, ok2 = false;
-  std::tie(ok1, n1) = normal1();
-  std::tie(ok2, n2) = normal2();
-  if (!ok1 || !ok2)
-    return EdgeType::Unknown;
-  if (n1.IsParallel(n2, AutoWeldSeamAlgUtils::ParallelTol))
-    return EdgeType::Convex;
-
-  const gp_Dir cross(n1.Crossed(n2));
-  const EdgeType provisional =
-    cross.Angle(gp_Dir(tangent)) <= AutoWeldSeamAlgUtils::ParallelTol ? EdgeType::Convex : EdgeType::Concave;
-
-  if (!planar1() || !planar2())
-    return provisional;
+  int concave = 0, convex = 0;
+  gp_Pnt middle;
+  gp_Vec n1Middle, n2Middle;
+  for (const double t : OrientationSamples)
+  {
+    gp_Pnt p;
+    gp_Vec tangent;
+    curve.D1(curve.FirstParameter() + (curve.LastParameter() - curve.FirstParameter()) * t, p, tangent);
+    if (edge.Orientation() == TopAbs_REVERSED)
+      tangent.Reverse();
+    const auto [ok1, n1] = normal1(t);
+    const auto [ok2, n2] = normal2(t);
+    if (!ok1 || !ok2 || tangent.Magnitude() < AutoWeldSeamAlgUtils::NormalFloor)
+      continue;
+    // With outward normals and the edge as face1 runs it, n1 x n2 runs along the edge at an outer
+    // corner and against it at an inner one; faces meeting smoothly are no corner.
+    if (n1.IsParallel(n2, AutoWeldSeamAlgUtils::ParallelTol) || n1.Crossed(n2).Dot(tangent) > 0.0)
+      ++convex;
+    else
+      ++concave;
+    std::tie(middle, n1Middle, n2Middle) = std::make_tuple(p, n1, n2);
+  }
+  const int decided = concave + convex;
+  if (decided == 0)
+    return {EdgeType::Unknown, false};
+  const bool changes = concave > 0 && convex > 0;
+  EdgeType kind = EdgeType::Unknown;
+  if (concave >= ConsistentShare * decided)
+    kind = EdgeType::Concave;
+  else if (convex >= ConsistentShare * decided)
+    kind = EdgeType::Convex;
+  if (kind == EdgeType::Unknown || !planar1() || !planar2() ||
+      n1Middle.IsParallel(n2Middle, AutoWeldSeamAlgUtils::ParallelTol))
+    return {kind, changes && kind == EdgeType::Unknown};
 
   // At a real inner corner each face rises above the other's plane; seen from an outer corner the
   // faces fall away behind each other's plane, hence the flipped normals.
-  if (provisional == EdgeType::Convex)
+  if (kind == EdgeType::Convex)
   {
-    n1.Reverse();
-    n2.Reverse();
+    n1Middle.Reverse();
+    n2Middle.Reverse();
   }
-  const bool face2RisesAbove = face2Rises(p, gp_Dir(n1));
-  const bool face1RisesAbove = face1Rises(p, gp_Dir(n2));
-  return face2RisesAbove && face1RisesAbove ? provisional : EdgeType::Convex;
+  const bool risesAbove = face2Rises(middle, gp_Dir(n1Middle)) && face1Rises(middle, gp_Dir(n2Middle));
+  return {risesAbove ? kind : EdgeType::Convex, false};
 }
 
 // Returns a vertex at the point, or a null vertex when the point cannot carry one.
@@ -229,17 +284,20 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoD
                                             const OnFaceTest& onFace1, const OnFaceTest& onFace2)
 {
   return ProbeKind(
-    edge, tol, t, [&] { return GetFaceNormalByEdge(edge, face1, t); }, [&] { return GetFaceNormalByEdge(edge, face2, t); },
-    onFace1, onFace2);
+    edge, face1, face2, tol, t, std::min(FaceProximity::WidthOf(face1), FaceProximity::WidthOf(face2)),
+    [&] { return GetFaceNormalByEdge(edge, face1, t); }, [&] { return GetFaceNormalByEdge(edge, face2, t); },
+    [&](const gp_Pnt& p, double d, const std::optional<gp_Pnt2d>&) { return onFace1(p, d); },
+    [&](const gp_Pnt& p, double d, const std::optional<gp_Pnt2d>&) { return onFace2(p, d); });
 }
 
 EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const FaceProximity& face1,
                                             const FaceProximity& face2, double tol, double t)
 {
   return ProbeKind(
-    edge, tol, t, [&] { return face1.NormalByEdge(edge, t); }, [&] { return face2.NormalByEdge(edge, t); },
-    [&](const gp_Pnt& p, double d) { return face1.IsOn(p, d); },
-    [&](const gp_Pnt& p, double d) { return face2.IsOn(p, d); });
+    edge, face1.Face(), face2.Face(), tol, t, std::min(face1.Width(), face2.Width()),
+    [&] { return face1.NormalByEdge(edge, t); }, [&] { return face2.NormalByEdge(edge, t); },
+    [&](const gp_Pnt& p, double d, const std::optional<gp_Pnt2d>& uv) { return uv ? face1.Contains(*uv) : face1.IsOn(p, d); },
+    [&](const gp_Pnt& p, double d, const std::optional<gp_Pnt2d>& uv) { return uv ? face2.Contains(*uv) : face2.IsOn(p, d); });
 }
 
 EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoDS_Face& face1,
@@ -255,14 +313,15 @@ EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const TopoD
                                             const FaceDistance& distance2)
 {
   return PlanarKind(
-    edge, step, [&] { return PlaneNormalOf(face1); }, [&] { return PlaneNormalOf(face2); }, distance1, distance2);
+    edge, step, std::min(FaceProximity::WidthOf(face1), FaceProximity::WidthOf(face2)),
+    [&] { return PlaneNormalOf(face1); }, [&] { return PlaneNormalOf(face2); }, distance1, distance2);
 }
 
 EdgeType AutoWeldSeamAlgUtils::CalcEdgeType(const TopoDS_Edge& edge, const FaceProximity& face1,
                                             const FaceProximity& face2, int step)
 {
   return PlanarKind(
-    edge, step, [&] { return std::make_pair(face1.IsPlanar(), face1.PlaneNormal()); },
+    edge, step, std::min(face1.Width(), face2.Width()), [&] { return std::make_pair(face1.IsPlanar(), face1.PlaneNormal()); },
     [&] { return std::make_pair(face2.IsPlanar(), face2.PlaneNormal()); },
     [&](const gp_Pnt& p) { return face1.Distance(p); }, [&](const gp_Pnt& p) { return face2.Distance(p); });
 }
@@ -282,26 +341,56 @@ EdgeType AutoWeldSeamAlgUtils::IsConcave(TopoDS_Edge edge, const TopoDS_Face& fa
     asInFace1 = it.Current().IsEqual(edge);
   if (!asInFace1)
     edge.Reverse();
-
+  const double sideTol = std::min(tol, PlaneSideTol);
   return OrientationKind(
-    edge, [&] { return GetFaceNormalByEdge(edge, face1, 0.0); }, [&] { return GetFaceNormalByEdge(edge, face2, 0.0); },
-    [&] { return !Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face1, BasisSurfaceTol)).IsNull(); },
-    [&] { return !Handle(Geom_Plane)::DownCast(GeomHandle::ConvertToBasisSurface(face2, BasisSurfaceTol)).IsNull(); },
-    [&](const gp_Pnt& p, const gp_Dir& n) { return HasVertexAbove(p, n, face1, tol); },
-    [&](const gp_Pnt& p, const gp_Dir& n) { return HasVertexAbove(p, n, face2, tol); });
+           edge, [&](double t) { return GetFaceNormalByEdge(edge, face1, t); },
+           [&](double t) { return GetFaceNormalByEdge(edge, face2, t); }, [&] { return PlaneNormalOf(face1).first; },
+           [&] { return PlaneNormalOf(face2).first; },
+           [&](const gp_Pnt& p, const gp_Dir& n) { return HasPointAbove(p, n, FaceProximity::OutlineOf(face1), sideTol); },
+           [&](const gp_Pnt& p, const gp_Dir& n) { return HasPointAbove(p, n, FaceProximity::OutlineOf(face2), sideTol); })
+    .first;
 }
 
 EdgeType AutoWeldSeamAlgUtils::IsConcave(const TopoDS_Edge& edgeAsInFace1, const FaceProximity& face1,
                                          const FaceProximity& face2, double tol)
 {
+  return KindAlongEdge(edgeAsInFace1, face1, face2, tol).first;
+}
+
+std::pair<EdgeType, bool> AutoWeldSeamAlgUtils::KindAlongEdge(const TopoDS_Edge& edgeAsInFace1,
+                                                              const FaceProximity& face1, const FaceProximity& face2,
+                                                              double tol)
+{
   if (edgeAsInFace1.IsNull() || face1.Face().IsNull() || face2.Face().IsNull())
-    return EdgeType::Unknown;
+    return {EdgeType::Unknown, false};
+  // Vertices alone miss a face that rises in an arc, and tol alone misses a low step.
+  const double sideTol = std::min(tol, PlaneSideTol);
   return OrientationKind(
-    edgeAsInFace1, [&] { return face1.NormalByEdge(edgeAsInFace1, 0.0); },
-    [&] { return face2.NormalByEdge(edgeAsInFace1, 0.0); }, [&] { return face1.IsPlanar(); },
+    edgeAsInFace1, [&](double t) { return face1.NormalByEdge(edgeAsInFace1, t); },
+    [&](double t) { return face2.NormalByEdge(edgeAsInFace1, t); }, [&] { return face1.IsPlanar(); },
     [&] { return face2.IsPlanar(); },
-    [&](const gp_Pnt& p, const gp_Dir& n) { return HasPointAbove(p, n, face1.VertexPoints(), tol); },
-    [&](const gp_Pnt& p, const gp_Dir& n) { return HasPointAbove(p, n, face2.VertexPoints(), tol); });
+    [&](const gp_Pnt& p, const gp_Dir& n) { return HasPointAbove(p, n, face1.OutlinePoints(), sideTol); },
+    [&](const gp_Pnt& p, const gp_Dir& n) { return HasPointAbove(p, n, face2.OutlinePoints(), sideTol); });
+}
+
+std::pair<bool, gp_Vec> AutoWeldSeamAlgUtils::GetFaceNormalOnEdge(const TopoDS_Edge& edge, const TopoDS_Face& face,
+                                                                  double t)
+{
+  const std::pair<bool, gp_Vec> failure{false, gp_Vec(0.0, 0.0, 0.0)};
+  if (edge.IsNull() || face.IsNull())
+    return failure;
+  double first = 0.0, last = 0.0;
+  const Handle(Geom2d_Curve) pcurve = BRep_Tool::CurveOnSurface(edge, face, first, last);
+  TopLoc_Location location;
+  const Handle(Geom_Surface) surface = BRep_Tool::Surface(face, location);
+  if (pcurve.IsNull() || surface.IsNull())
+    return failure;
+  const gp_Pnt2d uv = pcurve->Value(first + (last - first) * std::clamp(t, 0.0, 1.0));
+  gp_Vec normal = GeomHandle::GetFaceNormalAtUVParam(surface, uv.X(), uv.Y(), face.Orientation() == TopAbs_REVERSED);
+  if (normal.Magnitude() < NormalFloor)
+    return failure;
+  normal.Transform(location.Transformation());
+  return {true, normal.Normalized()};
 }
 
 std::pair<bool, gp_Vec> AutoWeldSeamAlgUtils::GetFaceNormalByEdge(const TopoDS_Edge& edge, const TopoDS_Face& face,
@@ -313,13 +402,14 @@ std::pair<bool, gp_Vec> AutoWeldSeamAlgUtils::GetFaceNormalByEdge(const TopoDS_E
   if (surface.IsNull())
     return failure;
   const bool reversed = face.Orientation() == TopAbs_REVERSED;
+  // A plane's axis is its normal only when its frame is right-handed: mirrored parts carry left-handed ones.
   if (const Handle(Geom_Plane) plane = Handle(Geom_Plane)::DownCast(surface); !plane.IsNull())
-  {
-    const gp_Dir n = plane->Axis().Direction();
-    return {true, reversed ? gp_Vec(n.Reversed()) : gp_Vec(n)};
-  }
+    return {true, GeomHandle::GetFaceNormalAtUVParam(plane, 0.0, 0.0, reversed).Normalized()};
   if (edge.IsNull())
     return failure;
+  // The edge's own point on the face is exact; a projection may land on another sheet of the surface.
+  if (const auto onEdge = GetFaceNormalOnEdge(edge, face, t); onEdge.first)
+    return onEdge;
   double first = 0.0, last = 0.0;
   const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, first, last);
   if (curve.IsNull())

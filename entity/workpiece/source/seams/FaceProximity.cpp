@@ -4,7 +4,9 @@
 #include <cadtools/GeomHandle.h>
 
 #include <BRepAdaptor_Curve.hxx>
+#include <BRepBndLib.hxx>
 #include <BRep_Tool.hxx>
+#include <Bnd_OBB.hxx>
 #include <Standard_Failure.hxx>
 #include <ElSLib.hxx>
 #include <Geom_Plane.hxx>
@@ -14,11 +16,15 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <tuple>
 
 namespace
 {
+// Intervals in which a curved edge is sampled for the face's outline.
+constexpr int OutlinePointsPerEdge = 8;
+
 // Returns the square of the distance from p to the segment ab.
 double SegmentSquareDistance(const gp_Pnt& p, const gp_Pnt& a, const gp_Pnt& b)
 {
@@ -81,27 +87,64 @@ void FaceProximity::PrepareClassifierData()
     myEdgeFreeNormal = false;
     myPlanar = false;
   }
-  for (TopExp_Explorer it(myFace, TopAbs_VERTEX); it.More(); it.Next())
-    myVertexPoints.push_back(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())));
+  myWidth = WidthOf(myFace);
+  myOutlinePoints = OutlineOf(myFace);
+}
+
+std::vector<gp_Pnt> FaceProximity::OutlineOf(const TopoDS_Face& face)
+{
+  std::vector<gp_Pnt> outline;
+  for (TopExp_Explorer it(face, TopAbs_EDGE); it.More(); it.Next())
+  {
+    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
+    if (BRep_Tool::Degenerated(edge))
+      continue;
+    const BRepAdaptor_Curve curve(edge);
+    const int points = curve.GetType() == GeomAbs_Line ? 1 : OutlinePointsPerEdge;
+    for (int i = 0; i <= points; ++i)
+      outline.push_back(curve.Value(curve.FirstParameter() + (curve.LastParameter() - curve.FirstParameter()) * i / points));
+  }
+  return outline;
+}
+
+double FaceProximity::WidthOf(const TopoDS_Face& face)
+{
+  Bnd_OBB box;
+  BRepBndLib::AddOBB(face, box, false, false, false);
+  if (box.IsVoid())
+    return 0.0;
+  double extents[] = {box.XHSize(), box.YHSize(), box.ZHSize()};
+  std::sort(std::begin(extents), std::end(extents));
+  return 2.0 * extents[1];
 }
 
 std::pair<bool, gp_Vec> FaceProximity::NormalByEdge(const TopoDS_Edge& edge, double t) const
 {
   if (myEdgeFreeNormal)
     return {true, myNormal};
+  if (const auto onEdge = AutoWeldSeamAlgUtils::GetFaceNormalOnEdge(edge, myFace, t); onEdge.first)
+    return onEdge;
   return AutoWeldSeamAlgUtils::GetFaceNormalByEdge(edge, myFace, t);
 }
 
 // An even-odd crossing count over copies of the boundary instead of the kernel's face classifiers:
 // those explore the face's shared topology and handles on every query, so threads classifying the
 // edges of one face would contend for them. The tests compare its distances with the kernel's.
-bool FaceProximity::Contains(double u, double v) const
+bool FaceProximity::ContainsInPlane(double u, double v) const
 {
   bool inside = false;
   for (const auto& [a, b] : myUVSegments)
     if ((a.Y() > v) != (b.Y() > v) && u < a.X() + (v - a.Y()) * (b.X() - a.X()) / (b.Y() - a.Y()))
       inside = !inside;
   return inside;
+}
+
+bool FaceProximity::Contains(const gp_Pnt2d& uv) const
+{
+  std::call_once(myClassifierOnce, [this] {
+    myClassifier = std::make_unique<BRepTopAdaptor_FClass2d>(myFace, BRep_Tool::Tolerance(myFace));
+  });
+  return myClassifier->Perform(uv) != TopAbs_OUT;
 }
 
 double FaceProximity::BoundaryDistance(const gp_Pnt& point) const
@@ -125,7 +168,7 @@ double FaceProximity::Distance(const gp_Pnt& point) const
     return toPlane;
   double u = 0.0, v = 0.0;
   ElSLib::Parameters(myPlane, point, u, v);
-  if (Contains(u, v))
+  if (ContainsInPlane(u, v))
     return toPlane;
   return toBoundary;
 }

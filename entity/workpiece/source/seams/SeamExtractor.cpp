@@ -19,6 +19,7 @@
 #include <algorithm>
 #include <memory>
 #include <set>
+#include <tuple>
 #include <utility>
 
 namespace
@@ -26,23 +27,25 @@ namespace
 // Batches per pool thread: enough to even out uneven edges, few enough to keep hand-over cheap.
 constexpr std::size_t BatchesPerThread = 16;
 
-// Returns the kind of one candidate, its faces seen through their prepared proximities.
+// Returns the kind of one candidate, its faces seen through their prepared proximities, and whether
+// its kind changes along it.
 template <typename Candidate>
-EdgeType ClassifyPrepared(const Candidate& c, const SeamExtractor::Options& options,
-                          const std::vector<std::unique_ptr<const FaceProximity>>& faces)
+std::pair<EdgeType, bool> ClassifyPrepared(const Candidate& c, const SeamExtractor::Options& options,
+                                           const std::vector<std::unique_ptr<const FaceProximity>>& faces)
 {
   const FaceProximity& face1 = *faces[c.faceSlot1];
   const FaceProximity& face2 = *faces[c.faceSlot2];
   switch (options.classifier)
   {
   case SeamExtractor::Classifier::Probe:
-    return AutoWeldSeamAlgUtils::CalcEdgeType(c.seg.Edge(), face1, face2, options.fuzzyValue, options.probeParameter);
+    return {AutoWeldSeamAlgUtils::CalcEdgeType(c.seg.Edge(), face1, face2, options.fuzzyValue, options.probeParameter),
+            false};
   case SeamExtractor::Classifier::Planar:
-    return AutoWeldSeamAlgUtils::CalcEdgeType(c.seg.Edge(), face1, face2, options.planarStep);
+    return {AutoWeldSeamAlgUtils::CalcEdgeType(c.seg.Edge(), face1, face2, options.planarStep), false};
   case SeamExtractor::Classifier::Orientation:
     break;
   }
-  return AutoWeldSeamAlgUtils::IsConcave(c.edgeAsInFace1, face1, face2, options.fuzzyValue);
+  return AutoWeldSeamAlgUtils::KindAlongEdge(c.edgeAsInFace1, face1, face2, options.fuzzyValue);
 }
 
 // Consecutive faces a pool thread prepares at a time: neighbours share topology, which then stays on one core.
@@ -129,6 +132,8 @@ void SeamExtractor::AddBlock(const TopoDS_Shape& shape, std::vector<TopoDS_Face>
     const TopTools_ListOfShape& adjacent = edgeFaces(i);
     if (BRep_Tool::Degenerated(edge))
       ++myDegenerated;
+    else if (adjacent.Extent() == 1 && BRep_Tool::IsClosed(edge, TopoDS::Face(adjacent.First())))
+      ++myClosedFaceSeams;
     else if (adjacent.Extent() < 2)
       ++myOneFace;
     else if (adjacent.Extent() > 2)
@@ -175,6 +180,7 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
 {
   Result result;
   result.oneFace = myOneFace;
+  result.closedFaceSeams = myClosedFaceSeams;
   result.manyFaces = myManyFaces;
   result.degenerated = myDegenerated;
   result.edges = myEdges;
@@ -185,7 +191,7 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
   for (const Block& block : myBlocks)
     for (const Candidate& candidate : block.candidates)
     {
-      if (candidate.seg.GetSegLength() < options.minLength)
+      if (candidate.seg.GetSegLength() < options.minLength - MinLengthTol)
         ++result.tooShort;
       else
         kept.push_back(&candidate);
@@ -196,7 +202,7 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
   const std::size_t batchSize = std::max<std::size_t>(1, kept.size() / (pool.Size() * BatchesPerThread));
   const std::size_t batches = (kept.size() + batchSize - 1) / batchSize;
   // Counted per batch and added up afterwards, so that threads write only to their own batches.
-  std::vector<std::size_t> failed(batches, 0);
+  std::vector<std::size_t> failed(batches, 0), changing(batches, 0);
   std::vector<char> ran(batches, 0);
 
   Message_ProgressScope scope(progress, "Classifying edges", 1);
@@ -210,7 +216,9 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
         EdgeType type = EdgeType::Unknown;
         try
         {
-          type = ClassifyPrepared(candidate, options, myFaces);
+          bool changes = false;
+          std::tie(type, changes) = ClassifyPrepared(candidate, options, myFaces);
+          changing[batch] += changes ? 1 : 0;
         }
         catch (const Standard_Failure&)
         {
@@ -228,6 +236,7 @@ SeamExtractor::Result SeamExtractor::Extract(const Options& options, const Messa
   for (std::size_t batch = batches; batch-- > 0;)
   {
     result.failed += failed[batch];
+    result.changing += changing[batch];
     if (ran[batch])
       continue;
     // Cancelled: the batches that did not run leave no unclassified records behind.

@@ -4,7 +4,10 @@
 
 #include <BRepAdaptor_Curve.hxx>
 #include <BRepAdaptor_Surface.hxx>
+#include <BRepAlgoAPI_Fuse.hxx>
 #include <BRepCheck_Analyzer.hxx>
+#include <BRepPrimAPI_MakeBox.hxx>
+#include <BRepPrimAPI_MakeSphere.hxx>
 #include <GCPnts_AbscissaPoint.hxx>
 #include <TopoDS.hxx>
 #include <gtest/gtest.h>
@@ -67,12 +70,19 @@ TEST(EdgeClassification, TangentFilletsFoldedBackOneSidedProbesAndNormals)
                         BRepAdaptor_Surface(s.face2).GetType() == GeomAbs_Plane;
     EXPECT_EQ(Classify(s), (std::array{EdgeType::Convex, planar ? EdgeType::Convex : EdgeType::Unknown, EdgeType::Convex}));
   }
-  // A knife edge folds back (the cross product decides the orientation); at a step the probe 1.1
-  // into the 0.5 high face overshoots it; no faces, no normals.
+  // A knife edge folds back (the cross product decides the orientation); at a step the probes fit
+  // the 0.5 high face; no faces, no normals.
   EXPECT_EQ(Classify(SeamAt(SeamSolids::ThinWedge(), gp_Pnt(0, 0, 10))),
             (std::array{EdgeType::Unknown, EdgeType::Unknown, EdgeType::Convex}));
   const EdgeWithFaces step = SeamAt(SeamSolids::StepSolid(), gp_Pnt(10, 5, 15));
-  EXPECT_EQ(Classify(step), (std::array{EdgeType::Unknown, EdgeType::Unknown, EdgeType::Concave}));
+  EXPECT_EQ(Classify(step), (std::array{EdgeType::Concave, EdgeType::Concave, EdgeType::Concave}));
+  // Inner corners the classifiers used to miss: a step 0.05 high (below tol) and the rim of a dome
+  // of radius 2 on a plate, where a straight probe leaves the sphere by 0.3.
+  const TopoDS_Shape lowStep = SeamSolids::StepSolid(0.05);
+  const TopoDS_Shape dome = BRepAlgoAPI_Fuse(BRepPrimAPI_MakeBox(gp_Pnt(-10, -10, 0), 20, 20, 10).Shape(),
+                                             BRepPrimAPI_MakeSphere(gp_Pnt(0, 0, 10), 2).Shape()).Shape();
+  EXPECT_EQ(Classify(SeamAt(lowStep, gp_Pnt(10, 5, 15))), (std::array{EdgeType::Concave, EdgeType::Concave, EdgeType::Concave}));
+  EXPECT_EQ(Classify(SeamAt(dome, gp_Pnt(-2, 0, 10))), (std::array{EdgeType::Concave, EdgeType::Unknown, EdgeType::Concave}));
   EXPECT_EQ(Classify({step.edge, TopoDS_Face(), TopoDS_Face()}), (std::array{EdgeType::Unknown, EdgeType::Unknown, EdgeType::Unknown}));
   const TopoDS_Shape cylinder = Solids::Cylinder(10, 20);
   const TopoDS_Face side = SeamSolids::FaceNear(cylinder, gp_Pnt(10, 0, 10));

@@ -16,6 +16,7 @@
 #include <BRepBuilderAPI_MakeFace.hxx>
 #include <BRepBuilderAPI_MakeWire.hxx>
 #include <BRepCheck_Analyzer.hxx>
+#include <BRepPrimAPI_MakeBox.hxx>
 #include <BRepPrimAPI_MakeSphere.hxx>
 #include <BRep_Builder.hxx>
 #include <BRep_Tool.hxx>
@@ -130,22 +131,26 @@ TEST(SeamExtractor, EdgesLeftOutAndEveryClassifierAlikeOnThePoolOneThreadAndDire
   for (const gp_Pnt& a : {gp_Pnt(5, 5, 0), gp_Pnt(5, 0, 5), gp_Pnt(5, -5, 0)})
     fan.push_back(BRepBuilderAPI_MakeFace(
       BRepBuilderAPI_MakeWire(hinge, SeamSolids::Segment(p1, a), SeamSolids::Segment(a, p0)).Wire(), true));
-  struct Case { TopoDS_Shape part; std::size_t edges, oneFace, manyFaces, degenerated; Kinds kinds; }; // kinds by the probe
+  // Left out: edges bounding one face, closed faces' seams, edges of more than two faces, degenerated ones.
+  struct Case { TopoDS_Shape part; std::size_t edges, oneFace, closedSeams, manyFaces, degenerated; Kinds kinds; }; // kinds by the probe
   const std::vector<Case> cases{
-    {BRepPrimAPI_MakeSphere(10).Shape(), 3, 1, 0, 2, {}}, {Solids::Cylinder(5, 10), 3, 1, 0, 0, {{EdgeType::Convex, 2}}},
-    {Compound(fan), 7, 6, 1, 0, {}}, {TopoDS_Shape(), 0, 0, 0, 0, {}},
-    {Solids::FilletedPlate(100, 60, 10, 5), 24, 0, 0, 0, {{EdgeType::Convex, 24}}},
-    {Solids::TSolid(100, 60, 10, 40), 24, 0, 0, 0, {{EdgeType::Concave, 2}, {EdgeType::Convex, 22}}},
-    {SeamSolids::StuddedPlate(3, 2), 12 + 6 * 12, 0, 0, 0, {{EdgeType::Concave, 24}, {EdgeType::Convex, 60}}},
-    // The probe cannot tell the knife edge, nor the step's inner edge beside a 0.5 mm face.
-    {SeamSolids::ThinWedge(), 9, 0, 0, 0, {{EdgeType::Unknown, 1}, {EdgeType::Convex, 8}}},
-    {SeamSolids::StepSolid(), 18, 0, 0, 0, {{EdgeType::Unknown, 1}, {EdgeType::Convex, 17}}}};
+    {BRepPrimAPI_MakeSphere(10).Shape(), 3, 0, 1, 0, 2, {}}, {Solids::Cylinder(5, 10), 3, 0, 1, 0, 0, {{EdgeType::Convex, 2}}},
+    {Compound(fan), 7, 6, 0, 1, 0, {}}, {TopoDS_Shape(), 0, 0, 0, 0, 0, {}},
+    {Solids::FilletedPlate(100, 60, 10, 5), 24, 0, 0, 0, 0, {{EdgeType::Convex, 24}}},
+    {Solids::TSolid(100, 60, 10, 40), 24, 0, 0, 0, 0, {{EdgeType::Concave, 2}, {EdgeType::Convex, 22}}},
+    {SeamSolids::StuddedPlate(3, 2), 12 + 6 * 12, 0, 0, 0, 0, {{EdgeType::Concave, 24}, {EdgeType::Convex, 60}}},
+    // The probe cannot tell the knife edge; it fits the step's 0.5 mm face.
+    {SeamSolids::ThinWedge(), 9, 0, 0, 0, 0, {{EdgeType::Unknown, 1}, {EdgeType::Convex, 8}}},
+    {SeamSolids::StepSolid(), 18, 0, 0, 0, 0, {{EdgeType::Concave, 1}, {EdgeType::Convex, 17}}}};
+  SeamExtractor::Options probe;
+  probe.classifier = SeamExtractor::Classifier::Probe;
   for (std::size_t k = 0; k < cases.size(); ++k)
   {
     const SeamExtractor extractor(cases[k].part);
-    const SeamExtractor::Result pooled = extractor.Extract(SeamExtractor::Options());
-    EXPECT_EQ(std::make_tuple(pooled.edges, pooled.oneFace, pooled.manyFaces, pooled.degenerated),
-              std::make_tuple(cases[k].edges, cases[k].oneFace, cases[k].manyFaces, cases[k].degenerated)) << k;
+    const SeamExtractor::Result pooled = extractor.Extract(probe);
+    EXPECT_EQ(std::make_tuple(pooled.edges, pooled.oneFace, pooled.closedFaceSeams, pooled.manyFaces, pooled.degenerated),
+              std::make_tuple(cases[k].edges, cases[k].oneFace, cases[k].closedSeams, cases[k].manyFaces,
+                              cases[k].degenerated)) << k;
     EXPECT_EQ(KindsOf(pooled), cases[k].kinds) << k;
     for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
                                   SeamExtractor::Classifier::Orientation})
@@ -177,8 +182,11 @@ TEST(SeamExtractor, MinimumLengthProgressAndCancellation)
   options.minLength = 30.0;
   const SeamExtractor::Result longOnes = l.Extract(options);
   EXPECT_TRUE(longOnes.tooShort == 4 && longOnes.segs.size() == 14);
-  options.minLength = 30.0 + 1e-6;
+  options.minLength = 30.0 + 0.01;
   EXPECT_EQ(l.Extract(options).segs.size(), 8u);
+  // A unit cube between 0.9 and 1.9 has edges of 0.9999999999999999: as long as the limit 1.
+  options.minLength = 1.0;
+  EXPECT_EQ(SeamExtractor(BRepPrimAPI_MakeBox(gp_Pnt(0.9, 0.9, 0.9), gp_Pnt(1.9, 1.9, 1.9)).Shape()).Extract(options).segs.size(), 12u);
   const SeamExtractor t(Solids::TSolid(100, 60, 10, 40));
   const Handle(BreakAt) never = new BreakAt(2), atOnce = new BreakAt(0), midway = new BreakAt(0.1);
   EXPECT_FALSE(t.Extract(SeamExtractor::Options(), never->Start()).cancelled);
@@ -199,10 +207,12 @@ TEST(FaceProximity, AgreesWithTheKernelAroundAFaceWithHoles)
   // Points in a hole, beside a stud, on the boundary and all about the studded plate's top.
   const TopoDS_Face top = SeamSolids::FaceNear(SeamSolids::StuddedPlate(3, 2), gp_Pnt(50, 45, 10));
   const FaceProximity prepared(top);
-  ASSERT_TRUE(prepared.IsPrepared() && prepared.VertexPoints().size() == 2u * (4u + 6u * 4u)) << "4 + 6 × 4 edges";
+  ASSERT_TRUE(prepared.IsPrepared() && prepared.OutlinePoints().size() == 2u * (4u + 6u * 4u)) << "4 + 6 × 4 edges";
   std::mt19937 random(7);
   std::uniform_real_distribution<double> x(-10, 110), y(-10, 90), z(7, 13);
-  std::vector<gp_Pnt> points{{15, 13, 10}, {15, 13, 11.5}, {9.5, 13, 10.2}, {10, 13, 10}, {0, 0, 10}, {50, 40, 10}};
+  // Points level with the holes' corners send the crossing count's ray through vertices.
+  std::vector<gp_Pnt> points{{15, 13, 10}, {15, 13, 11.5}, {9.5, 13, 10.2}, {10, 13, 10}, {0, 0, 10}, {50, 40, 10},
+                             {5, 16, 10.5}, {25, 10, 10.2}, {95, 36, 10}, {5, 30, 11}, {45, 56, 10.1}};
   for (int i = 0; i < 300; ++i)
     points.emplace_back(x(random), y(random), z(random));
   for (const gp_Pnt& p : points)
