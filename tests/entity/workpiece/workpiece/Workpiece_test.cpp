@@ -170,7 +170,8 @@ TEST(Workpiece, CollisionModelBuiltOncePerOutdatedFlag)
 }
 
 // The painted model is made once for two sprays, not at all for no mesh, and keeps only the
-// triangles facing the spray: seen from above, the top face of the box.
+// triangles facing the spray: seen from above, the top face of the box. Becoming painted twice
+// rebuilds the watertight mesh once.
 TEST(Workpiece, PaintedModelKeepsFacingTrianglesOfOneModel)
 {
   Workpiece part(Tree(Solids::Box(10, 20, 30)));
@@ -195,6 +196,14 @@ TEST(Workpiece, PaintedModelKeepsFacingTrianglesOfOneModel)
   part.ClearPaintModel();
   EXPECT_TRUE(part.GetPaintModel().IsNull());
   EXPECT_EQ(part.GetRootMdl()->ChildCount(), 1);
+
+  const std::shared_ptr<MeshData> unpainted = part.GetMeshPtr();
+  part.SetPaintedWorkpiece(true);
+  const std::shared_ptr<MeshData> watertight = part.GetMeshPtr();
+  part.SetPaintedWorkpiece(true);
+  EXPECT_NE(watertight, unpainted);
+  EXPECT_EQ(part.GetMeshPtr(), watertight);
+  EXPECT_EQ(Entity::GetRegisteredMesh(part.GetHashIndex()), watertight);
 }
 
 // A STEP file of several solids gives one sub-model per solid; unreadable files say why.
