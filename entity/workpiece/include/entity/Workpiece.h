@@ -111,6 +111,9 @@ public:
   // Marks the workpiece as painted; becoming painted builds its watertight mesh in the background.
   void SetPaintedWorkpiece(bool painted);
   const opencascade::handle<mesh::AIS_Mesh>& GetPaintModel() const { return myPaintModel; }
+  // Share (0 to 1) of the workpiece's surface area that the painted model covers; a triangle
+  // sprayed several times counts once.
+  double GetPaintedShare();
 
   // Index 0 is ignored; an index already present gets the new path.
   void AddWorkPath(unsigned long long index, const opencascade::handle<BaseViewShape>& path);

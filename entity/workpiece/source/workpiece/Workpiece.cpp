@@ -19,8 +19,12 @@
 #include <TopoDS_Builder.hxx>
 #include <TopoDS_Compound.hxx>
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <filesystem>
 #include <mutex>
+#include <set>
 
 namespace
 {
@@ -30,6 +34,40 @@ constexpr int DrawingModel = 2;
 bool HasNoSolidCollision(int kind)
 {
   return kind == DrawingModel || kind == ViewShape::CloudModel;
+}
+
+// Painted triangles are told apart by their corners rounded to this step (mm), in sorted order.
+constexpr double CornerStep = 1.0e-6;
+
+double TriangleArea(const MeshData& mesh, const std::array<int, 3>& t)
+{
+  const gp_XYZ& a = mesh.Vertices[static_cast<std::size_t>(t[0])];
+  return 0.5 * (mesh.Vertices[static_cast<std::size_t>(t[1])] - a)
+                 .Crossed(mesh.Vertices[static_cast<std::size_t>(t[2])] - a)
+                 .Modulus();
+}
+
+// Returns the area of the mesh's distinct triangles.
+double DistinctArea(const MeshData& mesh)
+{
+  std::set<std::array<long long, 9>> seen;
+  double area = 0.0;
+  for (const std::array<int, 3>& t : mesh.Triangles)
+  {
+    std::array<std::array<long long, 3>, 3> corners;
+    for (std::size_t i = 0; i < 3; ++i)
+    {
+      const gp_XYZ& p = mesh.Vertices[static_cast<std::size_t>(t[i])];
+      corners[i] = {std::llround(p.X() / CornerStep), std::llround(p.Y() / CornerStep), std::llround(p.Z() / CornerStep)};
+    }
+    std::sort(corners.begin(), corners.end());
+    std::array<long long, 9> key;
+    for (std::size_t i = 0; i < 9; ++i)
+      key[i] = corners[i / 3][i % 3];
+    if (seen.insert(key).second)
+      area += TriangleArea(mesh, t);
+  }
+  return area;
 }
 } // namespace
 
@@ -76,6 +114,8 @@ Json::Value Workpiece::ToJson(const std::string& dir)
 
 void Workpiece::LoadFromJson(const Json::Value& json)
 {
+  if (!json.isObject())
+    return;
   Entity::LoadFromJson(json);
   SetRootMdlTrsf(DataHandle::JsonArrToTrsf(json["EntityTrsf"]));
   myAssembleTrsf = DataHandle::JsonArrToTrsf(json["AssemblT"]);
@@ -281,6 +321,19 @@ void Workpiece::AddPaintModel(const std::shared_ptr<MeshData>& mesh, const gp_Pn
     ModelUtils::FilterBackFace(mesh->ToTriangulation(), viewpoint.Transformed(place.Inverted()));
   myPaintModel->AddMesh(MeshData::FromTriangulation(facing, place));
   myPaintModelFlag = true;
+}
+
+double Workpiece::GetPaintedShare()
+{
+  const std::shared_ptr<MeshData> whole = GetEntireMeshData();
+  double total = 0.0;
+  if (whole)
+    for (const std::array<int, 3>& t : whole->Triangles)
+      total += TriangleArea(*whole, t);
+  const std::lock_guard<std::mutex> lock(GetModelMutex());
+  if (myPaintModel.IsNull() || total <= 0.0)
+    return 0.0;
+  return std::min(1.0, DistinctArea(*myPaintModel->GetEntireMesh()) / total);
 }
 
 void Workpiece::ClearPaintModel()

@@ -170,7 +170,7 @@ TEST(Workpiece, CollisionModelBuiltOncePerOutdatedFlag)
 }
 
 // The painted model is made once for two sprays, not at all for no mesh, and keeps only the
-// triangles facing the spray: seen from above, the top face of the box. Becoming painted twice
+// triangles facing the spray: seen from above, the top face of the box, 200 of its 2,200 mm². Becoming painted twice
 // rebuilds the watertight mesh once.
 TEST(Workpiece, PaintedModelKeepsFacingTrianglesOfOneModel)
 {
@@ -187,6 +187,7 @@ TEST(Workpiece, PaintedModelKeepsFacingTrianglesOfOneModel)
   const Handle(mesh::AIS_Mesh) painted = part.GetPaintModel();
   part.AddPaintModel(whole, gp_Pnt(5, 10, 1000));
   ASSERT_EQ(part.GetPaintModel(), painted);
+  EXPECT_NEAR(part.GetPaintedShare(), 200.0 / 2200.0, 1.0e-9);
   const std::shared_ptr<MeshData> sprayed = painted->GetEntireMesh();
   ASSERT_FALSE(sprayed->IsEmpty());
   for (const auto& triangle : sprayed->Triangles)
