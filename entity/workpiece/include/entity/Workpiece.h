@@ -122,6 +122,8 @@ public:
   const std::map<unsigned long long, opencascade::handle<BaseViewShape>>& GetWorkPath() const { return myWorkPaths; }
 
 private:
+  // Entity::SetEntityShape, then face boundaries on the new root.
+  void TakeOver(const opencascade::handle<ViewShape>& shape);
   // Compound of the display tree's shapes with the root at the identity.
   TopoDS_Shape GetEntireShapeMdlForCollision();
   void ClearPaths() { myWorkPaths.clear(); }
@@ -132,4 +134,6 @@ private:
   opencascade::handle<mesh::AIS_Mesh> myPaintModel;
   bool myPaintModelFlag = true;
   std::shared_ptr<WorkpieceData> myWorkpieceData;
+  // Whether the entity's mesh was built with the root at the identity and not yet used.
+  bool myOwnFrameMesh = false;
 };
