@@ -17,6 +17,7 @@
 #include <TopExp_Explorer.hxx>
 #include <TopLoc_Datum3D.hxx>
 #include <TopLoc_Location.hxx>
+#include <TopoDS.hxx>
 #include <TopoDS_Builder.hxx>
 #include <TopoDS_Compound.hxx>
 
@@ -325,10 +326,16 @@ SeamExtractor::Result Workpiece::ExtractSeams(const SeamExtractor::Options& opti
   if (myEntireShape.IsNull() || !TopExp_Explorer(myEntireShape, TopAbs_FACE).More())
     return SeamExtractor::Result();
   SeamExtractor::Result result = SeamExtractor(myEntireShape, options.parallel).Extract(options);
-  const gp_Trsf& placement = GetRootMdlTrsf();
+  // One location for every seam, so that a face shared by two seams stays the same shape in both.
+  const TopLoc_Location placement(GetRootMdlTrsf());
   auto place = [&result, &placement](std::size_t begin, std::size_t end) {
     for (std::size_t i = begin; i < end; ++i)
-      result.segs[i].Transform(placement);
+    {
+      EdgeFaceSeg& seg = result.segs[i];
+      seg.SetFace1(TopoDS::Face(seg.Face1().Moved(placement)));
+      seg.SetFace2(TopoDS::Face(seg.Face2().Moved(placement)));
+      seg.SetEdge(TopoDS::Edge(seg.Edge().Moved(placement)));
+    }
   };
   // Placing costs half as much as classifying, so it shares the pool when the classification did.
   if (options.parallel)
