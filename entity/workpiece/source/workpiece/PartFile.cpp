@@ -6,12 +6,15 @@
 #include <IFSelect_ReturnStatus.hxx>
 #include <IGESControl_Reader.hxx>
 #include <IGESData_IGESEntity.hxx>
+#include <Interface_InterfaceModel.hxx>
+#include <Interface_Static.hxx>
 #include <Message.hxx>
 #include <Message_Messenger.hxx>
 #include <Message_PrinterOStream.hxx>
 #include <STEPControl_Reader.hxx>
 #include <Standard_Failure.hxx>
 #include <StepRepr_RepresentationItem.hxx>
+#include <StepShape_EdgeLoop.hxx>
 #include <TCollection_HAsciiString.hxx>
 #include <TopExp_Explorer.hxx>
 #include <Transfer_TransientProcess.hxx>
@@ -25,6 +28,10 @@
 #include <functional>
 #include <iostream>
 #include <sstream>
+#include <type_traits>
+
+#include <stdlib.h>
+#include <unistd.h>
 
 namespace
 {
@@ -62,6 +69,83 @@ std::string NameOf(const Handle(Standard_Transient)& entity)
   return std::string();
 }
 
+// Wires of more edges than this are not checked for self-intersection when a STEP file is read:
+// the healing compares every pair of edges and finds each edge by walking a list, so a comb face
+// of 3,600 edges took 96 s (a tenth of that without the check), and its shape is valid without it.
+constexpr Standard_Integer LongLoopEdges = 500;
+
+// The STEP healing of the kernel's own resource, but for the self-intersection check of wires.
+constexpr const char* LongLoopResourceName = "WorkpieceLongLoopSTEP";
+constexpr const char* LongLoopResource = R"(FromSTEP.exec.op : FixShape
+FromSTEP.FixShape.Tolerance3d : &Runtime.Tolerance
+FromSTEP.FixShape.MaxTolerance3d : &Runtime.MaxTolerance
+FromSTEP.FixShape.MinTolerance3d : 1.e-7
+FromSTEP.FixShape.CreateOpenSolidMode : 0
+FromSTEP.FixShape.AutoCorrectPrecisionMode : 1
+FromSTEP.FixShape.ModifyTopologyMode : 0
+FromSTEP.FixShape.ModifyGeometryMode : 1
+FromSTEP.FixShape.ClosedWireMode : 1
+FromSTEP.FixShape.PreferencePCurveMode : 1
+FromSTEP.FixShape.FixEdgeSameParameterMode : 0
+FromSTEP.FixShape.FixTailMode : 0
+FromSTEP.FixShape.MaxTailAngle : 0
+FromSTEP.FixShape.MaxTailWidth : -1
+FromSTEP.FixShape.FixVertexPositionMode : 0
+FromSTEP.FixShape.FixSelfIntersectionMode : 0
+)";
+
+// Returns whether the parsed STEP model has an edge loop longer than LongLoopEdges.
+bool HasLongLoop(const Handle(Interface_InterfaceModel)& model)
+{
+  for (Standard_Integer i = 1; !model.IsNull() && i <= model->NbEntities(); ++i)
+    if (const auto loop = Handle(StepShape_EdgeLoop)::DownCast(model->Value(i));
+        !loop.IsNull() && loop->NbEdgeList() > LongLoopEdges)
+      return true;
+  return false;
+}
+
+// Writes the long-loop resource once and names its folder where the kernel's resource manager looks.
+bool InstallLongLoopResource()
+{
+  static const bool installed = [] {
+    std::error_code code;
+    const std::filesystem::path dir = std::filesystem::temp_directory_path(code) / "workpiece-step-resource";
+    std::filesystem::create_directories(dir, code);
+    // Written aside and renamed, so that a process reading it meanwhile never sees half a file.
+    const std::filesystem::path file = dir / LongLoopResourceName;
+    const std::filesystem::path aside = dir / (std::string(LongLoopResourceName) + "." + std::to_string(::getpid()));
+    std::ofstream(aside) << LongLoopResource;
+    std::filesystem::rename(aside, file, code);
+    const std::string variable = std::string("CSF_") + LongLoopResourceName + "Defaults";
+    return !code && ::setenv(variable.c_str(), dir.c_str(), 1) == 0;
+  }();
+  return installed;
+}
+
+// Selects the long-loop healing for one transfer and restores the reader's setting afterwards.
+class LongLoopHealing
+{
+public:
+  explicit LongLoopHealing(bool use)
+  {
+    const char* current = Interface_Static::CVal(Key);
+    mySaved = current != nullptr ? current : "";
+    myActive = use && InstallLongLoopResource() && Interface_Static::SetCVal(Key, LongLoopResourceName);
+  }
+  ~LongLoopHealing()
+  {
+    if (myActive)
+      Interface_Static::SetCVal(Key, mySaved.c_str());
+  }
+  LongLoopHealing(const LongLoopHealing&) = delete;
+  LongLoopHealing& operator=(const LongLoopHealing&) = delete;
+
+private:
+  static constexpr const char* Key = "read.step.resource.name";
+  std::string mySaved;
+  bool myActive = false;
+};
+
 // Reads a STEP or IGES file; `name` then gives the file's name of a transferred shape.
 template <typename Reader>
 TopoDS_Shape ReadExchange(const std::string& path, std::function<std::string(const TopoDS_Shape&)>& name)
@@ -69,6 +153,7 @@ TopoDS_Shape ReadExchange(const std::string& path, std::function<std::string(con
   auto reader = std::make_shared<Reader>();
   if (reader->ReadFile(path.c_str()) != IFSelect_RetDone)
     return TopoDS_Shape();
+  const LongLoopHealing healing(std::is_same_v<Reader, STEPControl_Reader> && HasLongLoop(reader->Model()));
   if (reader->TransferRoots() == 0)
     return TopoDS_Shape();
   name = [reader](const TopoDS_Shape& shape) {

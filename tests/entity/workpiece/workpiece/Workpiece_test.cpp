@@ -11,7 +11,10 @@
 
 #include <BRepAdaptor_Curve.hxx>
 #include <BRepBndLib.hxx>
+#include <BRepBuilderAPI_MakeFace.hxx>
+#include <BRepBuilderAPI_MakePolygon.hxx>
 #include <BRepCheck_Analyzer.hxx>
+#include <BRepPrimAPI_MakePrism.hxx>
 #include <BRepGProp.hxx>
 #include <GProp_GProps.hxx>
 #include <STEPControl_Writer.hxx>
@@ -246,4 +249,28 @@ TEST(Workpiece, PartFileGivesOneSubModelPerSolid)
       EXPECT_NE(std::string(error.what()).find(reason), std::string::npos) << error.what();
     }
   }
+}
+
+// A face bounded by one wire of 600 edges (a comb of 150 teeth) reads from STEP as it was written.
+TEST(Workpiece, PartFileReadsCombFacesOfLongWires)
+{
+  BRepBuilderAPI_MakePolygon outline;
+  for (const gp_Pnt& p : {gp_Pnt(0, 0, 0), gp_Pnt(600, 0, 0), gp_Pnt(600, 5, 0)})
+    outline.Add(p);
+  for (int i = 149; i >= 0; --i)
+    for (const auto& [dx, y] : {std::pair(3.0, 5.0), std::pair(3.0, 8.0), std::pair(1.0, 8.0), std::pair(1.0, 5.0)})
+      outline.Add(gp_Pnt(4.0 * i + dx, y, 0));
+  outline.Add(gp_Pnt(0, 5, 0));
+  outline.Close();
+  const TopoDS_Shape comb = BRepPrimAPI_MakePrism(BRepBuilderAPI_MakeFace(outline.Wire()).Face(), gp_Vec(0, 0, 10));
+  const std::string file = ViewTrees::TempDir("workpiece_comb") + "comb.step";
+  STEPControl_Writer writer;
+  ASSERT_EQ(writer.Transfer(comb, STEPControl_AsIs), IFSelect_RetDone);
+  ASSERT_EQ(writer.Write(file.c_str()), IFSelect_RetDone);
+
+  const TopoDS_Shape read = PartFile::Read(file);
+  EXPECT_TRUE(BRepCheck_Analyzer(read).IsValid());
+  GProp_GProps props;
+  BRepGProp::VolumeProperties(read, props);
+  EXPECT_NEAR(props.Mass(), (600.0 * 5.0 + 150 * 2.0 * 3.0) * 10.0, 1.0e-6 * props.Mass());
 }
