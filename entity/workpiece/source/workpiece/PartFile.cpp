@@ -122,7 +122,8 @@ bool InstallLongLoopResource()
   return installed;
 }
 
-// Selects the long-loop healing for one transfer and restores the reader's setting afterwards.
+// Selects the long-loop healing for one transfer and restores the reader's setting afterwards. The
+// setting is process-wide: a STEP read on another thread meanwhile would heal the same way.
 class LongLoopHealing
 {
 public:
