@@ -8,7 +8,6 @@
 #include <cadtools/LogUtils.h>
 #include <cadtools/ModelUtils.h>
 #include <cadtools/ShapeHandle.h>
-#include <cadtools/ThreadPool.h>
 #include <cadtools/Uuid.h>
 #include <cadtools/gpHandle.h>
 #include <view/CADView.h>
@@ -38,9 +37,6 @@ bool HasNoSolidCollision(int kind)
 {
   return kind == DrawingModel || kind == ViewShape::CloudModel;
 }
-
-// Seams placed per task of the pool.
-constexpr std::size_t PlaceGrain = 256;
 
 // Painted triangles are told apart by their corners rounded to this step (mm), in sorted order.
 constexpr double CornerStep = 1.0e-6;
@@ -328,20 +324,12 @@ SeamExtractor::Result Workpiece::ExtractSeams(const SeamExtractor::Options& opti
   SeamExtractor::Result result = SeamExtractor(myEntireShape, options.parallel).Extract(options);
   // One location for every seam, so that a face shared by two seams stays the same shape in both.
   const TopLoc_Location placement(GetRootMdlTrsf());
-  auto place = [&result, &placement](std::size_t begin, std::size_t end) {
-    for (std::size_t i = begin; i < end; ++i)
-    {
-      EdgeFaceSeg& seg = result.segs[i];
-      seg.SetFace1(TopoDS::Face(seg.Face1().Moved(placement)));
-      seg.SetFace2(TopoDS::Face(seg.Face2().Moved(placement)));
-      seg.SetEdge(TopoDS::Edge(seg.Edge().Moved(placement)));
-    }
-  };
-  // Placing costs half as much as classifying, so it shares the pool when the classification did.
-  if (options.parallel)
-    GetThreadPool().ParallelFor(result.segs.size(), PlaceGrain, place);
-  else
-    place(0, result.segs.size());
+  for (EdgeFaceSeg& seg : result.segs)
+  {
+    seg.SetFace1(TopoDS::Face(seg.Face1().Moved(placement)));
+    seg.SetFace2(TopoDS::Face(seg.Face2().Moved(placement)));
+    seg.SetEdge(TopoDS::Edge(seg.Edge().Moved(placement)));
+  }
   return result;
 }
 
