@@ -80,3 +80,13 @@ gp_Trsf gpHandle::jsonArr3x4_2Trsf(const Json::Value& rows)
   }
   return DataHandle::JsonArrToTrsf(flat);
 }
+
+std::array<double, 16> gpHandle::TrsfToDoubleArrayTrsf(const gp_Trsf& trsf)
+{
+  std::array<double, 16> matrix{};
+  for (int r = 1; r <= 3; ++r)
+    for (int c = 1; c <= 4; ++c)
+      matrix[(r - 1) * 4 + (c - 1)] = trsf.Value(r, c);
+  matrix[15] = 1.0;
+  return matrix;
+}

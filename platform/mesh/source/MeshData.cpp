@@ -1,5 +1,7 @@
 #include <mesh/MeshData.h>
 
+#include <cadtools/gpHandle.h>
+
 #include <cmath>
 
 namespace
@@ -52,11 +54,7 @@ gp_Trsf MeshData::GetTrsf() const
 
 void MeshData::SetTrsf(const gp_Trsf& trsf)
 {
-  for (int r = 1; r <= 3; ++r)
-    for (int c = 1; c <= 4; ++c)
-      Transform[(r - 1) * 4 + (c - 1)] = trsf.Value(r, c);
-  Transform[12] = Transform[13] = Transform[14] = 0.0;
-  Transform[15] = 1.0;
+  Transform = gpHandle::TrsfToDoubleArrayTrsf(trsf);
 }
 
 void MeshData::Append(const MeshData& other)

@@ -16,6 +16,7 @@
 #include <future>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -94,6 +95,12 @@ public:
 
   void UpdateEntityInUnity() const;
 
+  // Whether the entity is painted: its watertight mesh is what the painting simulation sprays.
+  bool IsPaintedEntity() const { return myPainted; }
+  void SetPaintedEntity(bool painted) { myPainted = painted; }
+  // Held while the entity's display models change, so that no other thread draws them halfway.
+  std::mutex& GetModelMutex() const { return myModelMutex; }
+
   // Returns the process-wide context map (filled by its users).
   static std::map<std::string, opencascade::handle<ViewShape>>& ChangeContextEntity();
   // Returns the whole mesh registered under an entity's hash index, null when none.
@@ -125,6 +132,8 @@ private:
   // The mesh being built in the background, and whether to register it when it is taken.
   mutable std::future<std::shared_ptr<MeshData>> myPendingMesh;
   mutable bool myRegisterPending = false;
+  bool myPainted = false;
+  mutable std::mutex myModelMutex;
 
   // Takes the background mesh into myMesh when it is ready (or waits for it when `wait`).
   void CollectPendingMesh(bool wait) const;

@@ -57,8 +57,8 @@ public:
   virtual void SetCurrentValue(const std::vector<double>& values, unsigned long long system);
   virtual MechanismType GetMechanismType() { return 0; }
   // Sub-models that ride on no link.
-  virtual std::vector<opencascade::handle<ShapeEntity>> GetFixMdls() { return myFixMdls; }
-  virtual std::vector<opencascade::handle<ShapeEntity>> GetCollisionFixMdls() { return myFixMdls; }
+  virtual std::vector<opencascade::handle<ShapeEntity>> GetFixMdls() const { return myFixMdls; }
+  virtual std::vector<opencascade::handle<ShapeEntity>> GetCollisionFixMdls() const { return myFixMdls; }
 
   const std::vector<std::shared_ptr<LinkRod>>& GetLinkRods() const { return myLinkRods; }
   size_t GetLinkSize() const { return myLinkRods.size(); }

@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+class Workpiece;
+
 // A mechanism built from its JSON description: the link tree, flanges and joint couplings of a
 // robot, positioner or tool; it is edited link by link and has other mechanisms mounted on it.
 class GenericEntityConfig : public GenericEntity
@@ -19,6 +21,8 @@ public:
   GenericEntityConfig() = default;
   // A mechanism of type 6 taking over the display tree `shape`.
   explicit GenericEntityConfig(const opencascade::handle<ViewShape>& shape);
+  // A mechanism of type 6 sharing the workpiece's display tree (not copied); builds no links.
+  explicit GenericEntityConfig(Workpiece* workpiece);
   // A second view of `other` (a GenericEntityConfig): it shares the other's links, flanges and
   // display tree, and gives itself flange 0 on the other when the type is below 4.
   explicit GenericEntityConfig(GenericEntity* other);
@@ -40,7 +44,7 @@ public:
   // Builds the collision model of every collision part on the shared thread pool.
   virtual void CreateCollisionMdl();
   // Sub-models flagged as collision parts, in ascending hash index.
-  virtual std::vector<opencascade::handle<ShapeEntity>> GetSubCollisionParts();
+  virtual std::vector<opencascade::handle<ShapeEntity>> GetSubCollisionParts() const;
   // Hook called after another entity was assembled on this one.
   virtual void UpdateAssembleData() {}
   // Hook for subclasses that add their own keys to `json`.
@@ -59,6 +63,9 @@ public:
   // Whether the collision hierarchies are to be rebuilt (set by ZeroEntityMdl).
   bool GetNeedUpdateBVH() const { return myNeedUpdateBVH; }
   void SetNeedUpdateBVH(bool need) { myNeedUpdateBVH = need; }
+  // Whether the collision model is to be built again; subclasses that build it once clear it.
+  bool IsCollisionMdlOutdated() const { return myCollisionMdlOutdated; }
+  void SetCollisionMdlOutdated(bool outdated) { myCollisionMdlOutdated = outdated; }
 
   // Creates or updates the link of one link object and moves its "motionAxes" onto it.
   LinkRod* UpdateLinkRodPara(const Json::Value& link, bool create);
@@ -158,4 +165,5 @@ private:
   Json::Value myParameterData;
   gp_Trsf myTool0Trsf;
   bool myNeedUpdateBVH = false;
+  bool myCollisionMdlOutdated = true;
 };

@@ -1,4 +1,5 @@
 #include <entity/GenericEntityConfig.h>
+#include <entity/Workpiece.h>
 
 #include "MechanismJsonCheck.h"
 #include "core/EntityLog.h"
@@ -65,6 +66,13 @@ void RequireFinite(double value, const LinkRod& link, const char* operation)
 GenericEntityConfig::GenericEntityConfig(const opencascade::handle<ViewShape>& shape)
 {
   GenericEntityConfig::SetEntityShape(shape);
+}
+
+GenericEntityConfig::GenericEntityConfig(Workpiece* workpiece)
+{
+  if (workpiece == nullptr)
+    EntityLog::Fail(WORKPIECE_LOC("GenericEntityConfig::GenericEntityConfig"), EmptyData, "_index");
+  Entity::SetRootMdl(workpiece->GetRootMdl());
 }
 
 GenericEntityConfig::GenericEntityConfig(GenericEntity* other)
@@ -180,7 +188,7 @@ void GenericEntityConfig::CreateCollisionMdl()
   });
 }
 
-std::vector<opencascade::handle<ShapeEntity>> GenericEntityConfig::GetSubCollisionParts()
+std::vector<opencascade::handle<ShapeEntity>> GenericEntityConfig::GetSubCollisionParts() const
 {
   std::vector<opencascade::handle<ShapeEntity>> parts;
   for (const auto& [index, part] : GetSubMdls())

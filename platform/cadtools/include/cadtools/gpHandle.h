@@ -8,6 +8,7 @@
 #include <gp_Trsf.hxx>
 #include <json/value.h>
 
+#include <array>
 #include <utility>
 #include <vector>
 
@@ -35,4 +36,7 @@ public:
 
   // Returns the transform of three rows of four numbers; identity when malformed.
   static gp_Trsf jsonArr3x4_2Trsf(const Json::Value& rows);
+
+  // Returns the transform as a 4×4 matrix, row by row (last row 0 0 0 1).
+  static std::array<double, 16> TrsfToDoubleArrayTrsf(const gp_Trsf& trsf);
 };

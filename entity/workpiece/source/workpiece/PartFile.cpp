@@ -1,0 +1,234 @@
+#include <entity/PartFile.h>
+
+#include <cadtools/ShapeHandle.h>
+#include <cadtools/WorkpieceError.h>
+
+#include <IFSelect_ReturnStatus.hxx>
+#include <IGESControl_Reader.hxx>
+#include <IGESData_IGESEntity.hxx>
+#include <Interface_InterfaceModel.hxx>
+#include <Interface_Static.hxx>
+#include <Message.hxx>
+#include <Message_Messenger.hxx>
+#include <Message_PrinterOStream.hxx>
+#include <STEPControl_Reader.hxx>
+#include <Standard_Failure.hxx>
+#include <StepRepr_RepresentationItem.hxx>
+#include <StepShape_EdgeLoop.hxx>
+#include <TCollection_HAsciiString.hxx>
+#include <TopExp_Explorer.hxx>
+#include <Transfer_TransientProcess.hxx>
+#include <XSControl_TransferReader.hxx>
+#include <XSControl_WorkSession.hxx>
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <sstream>
+#include <type_traits>
+
+#include <stdlib.h>
+#include <unistd.h>
+
+namespace
+{
+// Returns the file's extension in lower case, without the dot.
+std::string Extension(const std::string& path)
+{
+  std::string ext = std::filesystem::path(path).extension().string();
+  if (!ext.empty())
+    ext.erase(0, 1);
+  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+  return ext;
+}
+
+// Sends std::cout to nowhere while it lives: the BREP reader reports format problems there, and
+// our own error says it instead.
+struct ConsoleSilencer
+{
+  std::ostringstream sink;
+  std::streambuf* const saved = std::cout.rdbuf(sink.rdbuf());
+  ~ConsoleSilencer() { std::cout.rdbuf(saved); }
+};
+
+[[noreturn]] void Fail(const std::string& path, const std::string& reason)
+{
+  throw WorkpieceError("cannot read the part '" + path + "': " + reason);
+}
+
+// Returns the name the exchange file gives the entity a shape was made from, empty when none.
+std::string NameOf(const Handle(Standard_Transient)& entity)
+{
+  if (const auto item = Handle(StepRepr_RepresentationItem)::DownCast(entity); !item.IsNull() && !item->Name().IsNull())
+    return item->Name()->ToCString();
+  if (const auto iges = Handle(IGESData_IGESEntity)::DownCast(entity); !iges.IsNull() && iges->HasName())
+    return iges->NameValue()->ToCString();
+  return std::string();
+}
+
+// Wires of more edges than this are not checked for self-intersection when a STEP file is read:
+// the healing compares every pair of edges and finds each edge by walking a list, so a comb face
+// of 3,600 edges took 96 s (a tenth of that without the check), and its shape is valid without it.
+constexpr Standard_Integer LongLoopEdges = 500;
+
+// The STEP healing of the kernel's own resource, but for the self-intersection check of wires.
+constexpr const char* LongLoopResourceName = "WorkpieceLongLoopSTEP";
+constexpr const char* LongLoopResource = R"(FromSTEP.exec.op : FixShape
+FromSTEP.FixShape.Tolerance3d : &Runtime.Tolerance
+FromSTEP.FixShape.MaxTolerance3d : &Runtime.MaxTolerance
+FromSTEP.FixShape.MinTolerance3d : 1.e-7
+FromSTEP.FixShape.CreateOpenSolidMode : 0
+FromSTEP.FixShape.AutoCorrectPrecisionMode : 1
+FromSTEP.FixShape.ModifyTopologyMode : 0
+FromSTEP.FixShape.ModifyGeometryMode : 1
+FromSTEP.FixShape.ClosedWireMode : 1
+FromSTEP.FixShape.PreferencePCurveMode : 1
+FromSTEP.FixShape.FixEdgeSameParameterMode : 0
+FromSTEP.FixShape.FixTailMode : 0
+FromSTEP.FixShape.MaxTailAngle : 0
+FromSTEP.FixShape.MaxTailWidth : -1
+FromSTEP.FixShape.FixVertexPositionMode : 0
+FromSTEP.FixShape.FixSelfIntersectionMode : 0
+)";
+
+// Returns whether the parsed STEP model has an edge loop longer than LongLoopEdges.
+bool HasLongLoop(const Handle(Interface_InterfaceModel)& model)
+{
+  for (Standard_Integer i = 1; !model.IsNull() && i <= model->NbEntities(); ++i)
+    if (const auto loop = Handle(StepShape_EdgeLoop)::DownCast(model->Value(i));
+        !loop.IsNull() && loop->NbEdgeList() > LongLoopEdges)
+      return true;
+  return false;
+}
+
+// Writes the long-loop resource once and names its folder where the kernel's resource manager looks.
+bool InstallLongLoopResource()
+{
+  static const bool installed = [] {
+    std::error_code code;
+    const std::filesystem::path dir = std::filesystem::temp_directory_path(code) / "workpiece-step-resource";
+    std::filesystem::create_directories(dir, code);
+    // Written aside and renamed, so that a process reading it meanwhile never sees half a file.
+    const std::filesystem::path file = dir / LongLoopResourceName;
+    const std::filesystem::path aside = dir / (std::string(LongLoopResourceName) + "." + std::to_string(::getpid()));
+    std::ofstream(aside) << LongLoopResource;
+    std::filesystem::rename(aside, file, code);
+    const std::string variable = std::string("CSF_") + LongLoopResourceName + "Defaults";
+    return !code && ::setenv(variable.c_str(), dir.c_str(), 1) == 0;
+  }();
+  return installed;
+}
+
+// Selects the long-loop healing for one transfer and restores the reader's setting afterwards. The
+// setting is process-wide: a STEP read on another thread meanwhile would heal the same way.
+class LongLoopHealing
+{
+public:
+  explicit LongLoopHealing(bool use)
+  {
+    const char* current = Interface_Static::CVal(Key);
+    mySaved = current != nullptr ? current : "";
+    myActive = use && InstallLongLoopResource() && Interface_Static::SetCVal(Key, LongLoopResourceName);
+  }
+  ~LongLoopHealing()
+  {
+    if (myActive)
+      Interface_Static::SetCVal(Key, mySaved.c_str());
+  }
+  LongLoopHealing(const LongLoopHealing&) = delete;
+  LongLoopHealing& operator=(const LongLoopHealing&) = delete;
+
+private:
+  static constexpr const char* Key = "read.step.resource.name";
+  std::string mySaved;
+  bool myActive = false;
+};
+
+// Reads a STEP or IGES file; `name` then gives the file's name of a transferred shape.
+template <typename Reader>
+TopoDS_Shape ReadExchange(const std::string& path, std::function<std::string(const TopoDS_Shape&)>& name)
+{
+  auto reader = std::make_shared<Reader>();
+  if (reader->ReadFile(path.c_str()) != IFSelect_RetDone)
+    return TopoDS_Shape();
+  const LongLoopHealing healing(std::is_same_v<Reader, STEPControl_Reader> && HasLongLoop(reader->Model()));
+  if (reader->TransferRoots() == 0)
+    return TopoDS_Shape();
+  name = [reader](const TopoDS_Shape& shape) {
+    const Handle(XSControl_TransferReader) transfer = reader->WS()->TransferReader();
+    Handle(Standard_Transient) entity = transfer->EntityFromShapeResult(shape, 1);
+    if (entity.IsNull())
+      entity = transfer->EntityFromShapeResult(shape, -1);
+    return NameOf(entity);
+  };
+  return reader->OneShape();
+}
+
+// Reads the file; `name` is set for exchange formats that name their shapes.
+TopoDS_Shape ReadShape(const std::string& path, std::function<std::string(const TopoDS_Shape&)>& name)
+{
+  std::error_code code;
+  if (!std::filesystem::exists(path, code))
+    Fail(path, "no such file");
+  if (std::filesystem::is_directory(path, code))
+    Fail(path, "is a folder, not a part file");
+  if (!std::ifstream(path).good())
+    Fail(path, "cannot be opened for reading");
+  if (!PartFile::IsSupported(path))
+    Fail(path, "unsupported file type (use .step, .stp, .iges, .igs or .brep)");
+
+  // The exchange readers print their statistics on standard output, mixing with the host's own.
+  Message::DefaultMessenger()->RemovePrinters(STANDARD_TYPE(Message_PrinterOStream));
+  TopoDS_Shape shape;
+  try
+  {
+    const std::string ext = Extension(path);
+    if (ext == "step" || ext == "stp")
+      shape = ReadExchange<STEPControl_Reader>(path, name);
+    else if (ext == "iges" || ext == "igs")
+      shape = ReadExchange<IGESControl_Reader>(path, name);
+    else
+    {
+      const ConsoleSilencer silencer;
+      std::ifstream in(path, std::ios::binary);
+      shape = ShapeHandle::ReadBRep(in);
+    }
+  }
+  catch (const Standard_Failure& failure)
+  {
+    Fail(path, std::string("unreadable: ") + failure.GetMessageString());
+  }
+  if (shape.IsNull())
+    Fail(path, "unreadable: no shape could be read from it");
+  if (!TopExp_Explorer(shape, TopAbs_FACE).More())
+    Fail(path, "the part is empty: it has no faces");
+  return shape;
+}
+} // namespace
+
+bool PartFile::IsSupported(const std::string& path)
+{
+  const std::string ext = Extension(path);
+  return ext == "step" || ext == "stp" || ext == "iges" || ext == "igs" || ext == "brep";
+}
+
+TopoDS_Shape PartFile::Read(const std::string& path)
+{
+  std::function<std::string(const TopoDS_Shape&)> name;
+  return ReadShape(path, name);
+}
+
+std::vector<PartFile::Body> PartFile::ReadBodies(const std::string& path)
+{
+  std::function<std::string(const TopoDS_Shape&)> name;
+  const TopoDS_Shape shape = ReadShape(path, name);
+  std::vector<Body> bodies;
+  for (TopExp_Explorer it(shape, TopAbs_SOLID); it.More(); it.Next())
+    bodies.push_back({it.Current(), name ? name(it.Current()) : std::string()});
+  if (bodies.empty())
+    bodies.push_back({shape, std::string()});
+  return bodies;
+}

@@ -1,0 +1,276 @@
+#include "support/MechanismJson.h"
+#include "support/Solids.h"
+#include "support/Transforms.h"
+#include "support/ViewTrees.h"
+
+#include <entity/PartFile.h>
+#include <entity/Workpiece.h>
+
+#include <cadtools/WorkpieceError.h>
+#include <cadtools/gpHandle.h>
+
+#include <BRepAdaptor_Curve.hxx>
+#include <BRepBndLib.hxx>
+#include <BRepBuilderAPI_MakeFace.hxx>
+#include <BRepBuilderAPI_MakePolygon.hxx>
+#include <BRepCheck_Analyzer.hxx>
+#include <BRepPrimAPI_MakePrism.hxx>
+#include <BRepGProp.hxx>
+#include <GProp_GProps.hxx>
+#include <STEPControl_Writer.hxx>
+#include <TopoDS_Builder.hxx>
+#include <TopoDS_Compound.hxx>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <functional>
+
+namespace
+{
+constexpr double Tol = 1.0e-7;
+
+gp_Trsf Place(double x, double y, double z, const gp_Dir& axis, double degrees)
+{
+  return Transforms::Translation(x, y, z) * Transforms::Rotation(axis, degrees);
+}
+
+Handle(ShapeEntity) Tree(const TopoDS_Shape& solid, int kind = ViewShape::BRepModel)
+{
+  const Handle(ShapeEntity) root = new ShapeEntity(TopoDS_Shape(), Uuid::CreateUuid());
+  root->SetModelType(kind);
+  root->AddShapeListToAISChilde({new ShapeEntity(solid, Uuid::CreateUuid())});
+  return root;
+}
+
+gp_Pnt Middle(const TopoDS_Edge& edge)
+{
+  const BRepAdaptor_Curve curve(edge);
+  return curve.Value(0.5 * (curve.FirstParameter() + curve.LastParameter()));
+}
+
+// Returns the largest distance between the corresponding corners of the two shapes' exact boxes.
+double BoundsGap(const TopoDS_Shape& a, const TopoDS_Shape& b)
+{
+  Bnd_Box boxA, boxB;
+  BRepBndLib::AddOptimal(a, boxA, false, false);
+  BRepBndLib::AddOptimal(b, boxB, false, false);
+  return std::max(boxA.CornerMin().Distance(boxB.CornerMin()), boxA.CornerMax().Distance(boxB.CornerMax()));
+}
+} // namespace
+
+// A workpiece read from a STEP file rides on the positioner's table: its root follows the
+// placement algebra, its work paths follow the root, and its seams come out in world coordinates.
+TEST(Workpiece, FollowsPositionerTableWithPathsAndSeams)
+{
+  GenericEntityConfig positioner;
+  MechanismJson::Load(positioner, MechanismJson::CellFile("positioner.json"));
+  const std::string tjoint = MechanismJson::CellFile("../tjoint.step");
+  const std::unique_ptr<Workpiece> part = Workpiece::FromPartFile(tjoint);
+  const TopoDS_Shape own = part->GetEntireShape();
+  const Handle(BaseViewShape) path = new BaseViewShape(Solids::Box(1, 1, 1));
+  part->AddWorkPath(7, path);
+  auto expectPathFollows = [&](const std::function<void()>& move) {
+    const gp_Trsf rootBefore = part->GetTransformation(), pathBefore = path->LocalTransformation();
+    move();
+    const gp_Trsf expected = part->GetTransformation() * rootBefore.Inverted() * pathBefore;
+    EXPECT_TRUE(gpHandle::IsSameTrsf(path->LocalTransformation(), expected, Tol));
+    EXPECT_LT(BoundsGap(part->GetEntireShape(), own), Tol);
+  };
+
+  Json::Value seat;
+  seat["install_index"] = 0;
+  seat["link_hash"] = 202;
+  expectPathFollows([&] { positioner.AssembleOtherModel(part.get(), seat); });
+  const gp_Trsf parent = part->GetParentAssembleTrsf();
+  const gp_Trsf onTable = Place(10, 20, 30, gp::DZ(), 30);
+  expectPathFollows([&] { part->UpdatePlacementTrsf(parent * onTable); });
+  EXPECT_TRUE(gpHandle::IsSameTrsf(part->GetTransformation(), parent * onTable, Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(part->GetAssembleTrsf(), onTable, Tol));
+  const gp_Trsf elsewhere = Place(-5, 0, 7, gp::DX(), 45);
+  expectPathFollows([&] { part->UpdateRootTrsf(elsewhere, true); });
+  EXPECT_TRUE(gpHandle::IsSameTrsf(part->GetTransformation(), elsewhere * onTable, Tol));
+
+  // Tilted 90° about X through (0, 0, 800) and turned 30°: the table's centre (0, 0, 900) goes to
+  // (0, -100, 800).
+  expectPathFollows([&] { positioner.ForwardTrsf({M_PI / 2, M_PI / 6}, true, true); });
+  const gp_Trsf table = part->GetTransformation() * onTable.Inverted();
+  EXPECT_TRUE(gp_Pnt().Transformed(table).IsEqual(gp_Pnt(0, -100, 800), Tol));
+  EXPECT_TRUE(gpHandle::IsSameTrsf(table, positioner.GetFlangeWCS(0), Tol));
+
+  const SeamExtractor::Result seams = part->ExtractSeams();
+  const TopoDS_Shape byHand = Solids::Moved(PartFile::Read(tjoint), part->GetTransformation());
+  const SeamExtractor::Result expected = SeamExtractor(byHand).Extract(SeamExtractor::Options());
+  ASSERT_EQ(seams.segs.size(), expected.segs.size());
+  ASSERT_FALSE(seams.segs.empty());
+  for (std::size_t i = 0; i < seams.segs.size(); ++i)
+  {
+    EXPECT_TRUE(Middle(seams.segs[i].Edge()).IsEqual(Middle(expected.segs[i].Edge()), 1.0e-6)) << i;
+    EXPECT_EQ(seams.segs[i].GetEdgeType(), expected.segs[i].GetEdgeType()) << i;
+  }
+
+  const GenericEntityConfig view(part.get());
+  EXPECT_EQ(view.GetRootMdl(), part->GetRootMdl());
+  EXPECT_TRUE(view.GetLinkRods().empty());
+}
+
+// The JSON form keeps the root and assembly transforms and the bench's hash; loading leaves the
+// bench pointer alone and drops the work paths.
+TEST(Workpiece, JsonRoundTripWithAndWithoutBench)
+{
+  GenericEntityConfig bench(ViewTrees::BoxTree(1));
+  for (Entity* seat : {static_cast<Entity*>(nullptr), static_cast<Entity*>(&bench)})
+  {
+    Workpiece part(Tree(Solids::LSolid(40, 5, 20)));
+    part.SetBench(seat);
+    part.UpdatePlacementTrsf(Place(1, 2, 3, gp::DY(), 20));
+    part.SetAssembleTrsf(Place(0, 0, 50, gp::DZ(), 90));
+    const std::string dir = ViewTrees::TempDir("workpiece_json");
+    Json::Value json = part.ToJson(dir);
+    EXPECT_EQ(json["Bench"].asUInt64(), seat == nullptr ? 0u : bench.GetHashIndex());
+    json["ShapeEntityPath"] = dir + json["ShapeEntityPath"].asString();
+
+    Workpiece loaded;
+    loaded.SetBench(&bench);
+    loaded.AddWorkPath(3, new BaseViewShape(Solids::Box(1, 1, 1)));
+    loaded.LoadFromJson(json);
+    EXPECT_EQ(loaded.GetBench(), &bench);
+    EXPECT_TRUE(loaded.GetWorkPath().empty());
+    EXPECT_TRUE(gpHandle::IsSameTrsf(loaded.GetTransformation(), part.GetTransformation(), Tol));
+    EXPECT_TRUE(gpHandle::IsSameTrsf(loaded.GetAssembleTrsf(), part.GetAssembleTrsf(), Tol));
+    EXPECT_LT(BoundsGap(loaded.GetEntireShape(), part.GetEntireShape()), Tol);
+  }
+}
+
+// A solid model builds its collision model once until marked outdated; kinds 2 and 3 build none.
+TEST(Workpiece, CollisionModelBuiltOncePerOutdatedFlag)
+{
+  for (const int kind : {ViewShape::BRepModel, 2, ViewShape::CloudModel})
+  {
+    Workpiece part(Tree(Solids::Box(10, 20, 30), kind));
+    const Handle(Poly_Triangulation) first = part.GetRootMdl()->GetCollision();
+    part.CreateCollisionMdl();
+    EXPECT_EQ(part.GetRootMdl()->GetCollision(), first) << kind;
+    part.SetCollisionMdlOutdated(true);
+    part.CreateCollisionMdl();
+    if (kind == ViewShape::BRepModel)
+    {
+      EXPECT_FALSE(first.IsNull());
+      EXPECT_NE(part.GetRootMdl()->GetCollision(), first);
+    }
+    else
+    {
+      EXPECT_TRUE(part.GetRootMdl()->GetCollision().IsNull()) << kind;
+      EXPECT_FALSE(part.GetRootMdl()->IsCollisionActive()) << kind;
+    }
+  }
+}
+
+// The painted model is made once for two sprays, not at all for no mesh, and keeps only the
+// triangles facing the spray: seen from above, the top face of the box, 200 of its 2,200 mm². Becoming painted twice
+// rebuilds the watertight mesh once.
+TEST(Workpiece, PaintedModelKeepsFacingTrianglesOfOneModel)
+{
+  Workpiece part(Tree(Solids::Box(10, 20, 30)));
+  part.AddPaintModel(nullptr, gp_Pnt(0, 0, 1000));
+  part.AddPaintModel(std::make_shared<MeshData>(), gp_Pnt(0, 0, 1000));
+  EXPECT_TRUE(part.GetPaintModel().IsNull());
+
+  part.UpdatePlacementTrsf(Place(100, 0, 0, gp::DZ(), 0));
+  const std::shared_ptr<MeshData> whole = part.GetEntireMeshData();
+  EXPECT_TRUE(gpHandle::IsSameTrsf(whole->GetTrsf(), part.GetTransformation(), Tol));
+  whole->SetTrsf(gp_Trsf());
+  part.AddPaintModel(whole, gp_Pnt(5, 10, 1000));
+  const Handle(mesh::AIS_Mesh) painted = part.GetPaintModel();
+  part.AddPaintModel(whole, gp_Pnt(5, 10, 1000));
+  ASSERT_EQ(part.GetPaintModel(), painted);
+  EXPECT_NEAR(part.GetPaintedShare(), 200.0 / 2200.0, 1.0e-9);
+  const std::shared_ptr<MeshData> sprayed = painted->GetEntireMesh();
+  ASSERT_FALSE(sprayed->IsEmpty());
+  for (const auto& triangle : sprayed->Triangles)
+    for (const int vertex : triangle)
+      EXPECT_NEAR(sprayed->Vertices[vertex].Z(), 30.0, Tol);
+
+  part.ClearPaintModel();
+  EXPECT_TRUE(part.GetPaintModel().IsNull());
+  EXPECT_EQ(part.GetRootMdl()->ChildCount(), 1);
+
+  const std::shared_ptr<MeshData> unpainted = part.GetMeshPtr();
+  part.SetPaintedWorkpiece(true);
+  const std::shared_ptr<MeshData> watertight = part.GetMeshPtr();
+  part.SetPaintedWorkpiece(true);
+  EXPECT_NE(watertight, unpainted);
+  EXPECT_EQ(part.GetMeshPtr(), watertight);
+  EXPECT_EQ(Entity::GetRegisteredMesh(part.GetHashIndex()), watertight);
+}
+
+// A STEP file of several solids gives one sub-model per solid; unreadable files say why.
+TEST(Workpiece, PartFileGivesOneSubModelPerSolid)
+{
+  const std::string dir = ViewTrees::TempDir("workpiece_part");
+  TopoDS_Compound two;
+  TopoDS_Builder builder;
+  builder.MakeCompound(two);
+  builder.Add(two, Solids::Box(10, 10, 10));
+  builder.Add(two, Solids::Moved(Solids::Cylinder(5, 20), Transforms::Translation(50, 0, 0)));
+  STEPControl_Writer writer;
+  ASSERT_EQ(writer.Transfer(two, STEPControl_AsIs), IFSelect_RetDone);
+  ASSERT_EQ(writer.Write((dir + "two.step").c_str()), IFSelect_RetDone);
+
+  const std::unique_ptr<Workpiece> part = Workpiece::FromPartFile(dir + "two.step");
+  ASSERT_EQ(part->GetSubMdls().size(), 2u);
+  double volume = 0.0;
+  for (const auto& [index, sub] : part->GetSubMdls())
+  {
+    EXPECT_FALSE(sub->GetName().empty());
+    EXPECT_TRUE(BRepCheck_Analyzer(sub->GetEntityShape()).IsValid());
+    GProp_GProps props;
+    BRepGProp::VolumeProperties(sub->GetEntityShape(), props);
+    volume += props.Mass();
+  }
+  EXPECT_NEAR(volume, 1000.0 + M_PI * 25.0 * 20.0, 1.0e-3);
+
+  std::ofstream(dir + "empty.step") << "not a step file\n";
+  std::ofstream(dir + "two.txt") << "x";
+  for (const auto& [file, reason] : std::vector<std::pair<std::string, std::string>>{
+         {dir + "missing.step", "no such file"},
+         {dir + "empty.step", "unreadable"},
+         {dir + "two.txt", "unsupported file type"},
+         {dir, "is a folder"}})
+  {
+    try
+    {
+      Workpiece::FromPartFile(file);
+      ADD_FAILURE() << file;
+    }
+    catch (const WorkpieceError& error)
+    {
+      EXPECT_NE(std::string(error.what()).find(reason), std::string::npos) << error.what();
+    }
+  }
+}
+
+// A face bounded by one wire of 600 edges (a comb of 150 teeth) reads from STEP as it was written.
+TEST(Workpiece, PartFileReadsCombFacesOfLongWires)
+{
+  BRepBuilderAPI_MakePolygon outline;
+  for (const gp_Pnt& p : {gp_Pnt(0, 0, 0), gp_Pnt(600, 0, 0), gp_Pnt(600, 5, 0)})
+    outline.Add(p);
+  for (int i = 149; i >= 0; --i)
+    for (const auto& [dx, y] : {std::pair(3.0, 5.0), std::pair(3.0, 8.0), std::pair(1.0, 8.0), std::pair(1.0, 5.0)})
+      outline.Add(gp_Pnt(4.0 * i + dx, y, 0));
+  outline.Add(gp_Pnt(0, 5, 0));
+  outline.Close();
+  const TopoDS_Shape comb = BRepPrimAPI_MakePrism(BRepBuilderAPI_MakeFace(outline.Wire()).Face(), gp_Vec(0, 0, 10));
+  const std::string file = ViewTrees::TempDir("workpiece_comb") + "comb.step";
+  STEPControl_Writer writer;
+  ASSERT_EQ(writer.Transfer(comb, STEPControl_AsIs), IFSelect_RetDone);
+  ASSERT_EQ(writer.Write(file.c_str()), IFSelect_RetDone);
+
+  const TopoDS_Shape read = PartFile::Read(file);
+  EXPECT_TRUE(BRepCheck_Analyzer(read).IsValid());
+  GProp_GProps props;
+  BRepGProp::VolumeProperties(read, props);
+  EXPECT_NEAR(props.Mass(), (600.0 * 5.0 + 150 * 2.0 * 3.0) * 10.0, 1.0e-6 * props.Mass());
+}
