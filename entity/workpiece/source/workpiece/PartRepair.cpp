@@ -1,4 +1,4 @@
-#include "PartRepair.h"
+#include <entity/PartRepair.h>
 
 #include <BRepBndLib.hxx>
 #include <BRepBuilderAPI_MakeSolid.hxx>
