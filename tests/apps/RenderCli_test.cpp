@@ -73,7 +73,6 @@ TEST(RenderCli, TJointSeamsShowRedWhereTheConcaveSeamsProjectAndNowhereWithoutSe
   ASSERT_EQ(seams.code, 0) << seams.err;
   Image_AlienPixMap picture, unmarked;
   ASSERT_TRUE(picture.Load((dir / "t.png").string().c_str()));
-  EXPECT_TRUE(picture.SizeX() == 800 && picture.SizeY() == 600);
   const Json::Value camera = DataHandle::LoadJson((dir / "t.json").string());
   for (const gp_Pnt& midpoint : {gp_Pnt(95, 50, 10), gp_Pnt(105, 50, 10)})
     EXPECT_GT(RedPixels(picture, Project(camera, midpoint), 2), 0u) << "seam midpoint " << midpoint.X();
@@ -82,41 +81,33 @@ TEST(RenderCli, TJointSeamsShowRedWhereTheConcaveSeamsProjectAndNowhereWithoutSe
     EXPECT_EQ(RedPixels(picture, Project(camera, plain), 2), 0u) << plain.X() << " " << plain.Z();
   EXPECT_GT(RedPixels(picture), 400u) << "two 5-pixel lines over 100 mm each";
 
-  const CliRun plain = Render(args, dir);
-  ASSERT_EQ(plain.code, 0) << plain.err;
-  EXPECT_EQ(plain.out, "wrote " + (dir / "t.png").string() + " (800x600)\n");
+  ASSERT_EQ(Render(args, dir).code, 0);
   ASSERT_TRUE(unmarked.Load((dir / "t.png").string().c_str()));
   EXPECT_EQ(RedPixels(unmarked), 0u);
   fs::remove_all(dir);
 }
 
-// Each view looks along its direction with the bracket in the middle; the robot's two poses give two pictures.
-TEST(RenderCli, ViewsAndPosesGiveTheirOwnPictures)
+// The bracket is centred in the picture when there is no legend; the robot's two poses give two pictures.
+TEST(RenderCli, ThePartIsCentredAndEachPoseGivesItsOwnPicture)
 {
   const fs::path dir = CliRun::Scratch("render_views");
-  const std::string bracket = "lbracket.step --view ", robot = "cell/robot.json --joints ";
-  const std::pair<std::string, gp_Dir> renders[] = {
-    {bracket + "iso", gp_Dir(-1, 1, -1)}, {bracket + "top", gp_Dir(0, 0, -1)}, {bracket + "front", gp_Dir(0, 1, 0)},
-    {bracket + "right", gp_Dir(-1, 0, 0)}, {robot + "0,-30,20,0,45,0", gp_Dir(-1, 1, -1)},
-    {robot + "90,0,0,0,-120,0", gp_Dir(-1, 1, -1)}};
   std::vector<std::string> pictures;
-  for (const auto& [args, look] : renders)
+  for (const std::string args : {"lbracket.step --view front", "cell/robot.json --joints 0,-30,20,0,45,0",
+                                 "cell/robot.json --joints 90,0,0,0,-120,0"})
   {
-    const fs::path picture = dir / (std::to_string(pictures.size()) + ".png"), camera = dir / "camera.json";
-    const CliRun run =
-      Render(Examples + args + " --size 320x240 --out " + picture.string() + " --camera " + camera.string(), dir);
+    const fs::path picture = dir / (std::to_string(pictures.size()) + ".png");
+    const CliRun run = Render(Examples + args + " --size 320x240 --out " + picture.string() + " --camera " +
+                                (dir / (std::to_string(pictures.size()) + ".json")).string(), dir);
     if (NoDisplay(run))
       GTEST_SKIP() << "no X server can be reached or started: " << run.err;
     ASSERT_EQ(run.code, 0) << args << ": " << run.err;
     EXPECT_EQ(run.out, "wrote " + picture.string() + " (320x240)\n");
     pictures.push_back(CliRun::ReadText(picture));
-    const Json::Value json = DataHandle::LoadJson(camera.string());
-    EXPECT_TRUE(gp_Dir(gp_Vec(Triple(json["eye"]), Triple(json["center"]))).IsEqual(look, 1e-6)) << args;
-    // The bracket's box (60 x 60 x 80) is centred in the picture when there is no legend.
-    const gp_Pnt2d centre = Project(json, gp_Pnt(30, 30, 40));
-    EXPECT_TRUE(args[0] != 'l' || (std::abs(centre.X() - 160.0) < 1.0 && std::abs(centre.Y() - 120.0) < 1.0)) << args;
   }
-  EXPECT_NE(pictures[4], pictures[5]) << "the robot moved";
+  // The bracket's box is 60 x 60 x 80.
+  const gp_Pnt2d centre = Project(DataHandle::LoadJson((dir / "0.json").string()), gp_Pnt(30, 30, 40));
+  EXPECT_TRUE(std::abs(centre.X() - 160.0) < 1.0 && std::abs(centre.Y() - 120.0) < 1.0) << centre.X() << centre.Y();
+  EXPECT_NE(pictures[1], pictures[2]) << "the robot moved";
   fs::remove_all(dir);
 }
 
@@ -128,18 +119,12 @@ TEST(RenderCli, WithoutADisplayItStartsXvfbOrSaysHowToGetOne)
   const CliRun own = Render(args, dir, "-u DISPLAY");
   if (NoDisplay(own))
     GTEST_SKIP() << "Xvfb cannot be started here: " << own.err;
-  ASSERT_EQ(own.code, 0) << own.err;
-  Image_AlienPixMap picture;
-  ASSERT_TRUE(picture.Load((dir / "t.png").string().c_str()));
-  EXPECT_EQ(picture.SizeX(), 64u);
-
-  fs::remove(dir / "t.png");
+  EXPECT_TRUE(own.code == 0 && own.out == "wrote " + (dir / "t.png").string() + " (64x48)\n") << own.err;
+  ASSERT_TRUE(fs::remove(dir / "t.png"));
   const CliRun none = Render(args, dir, "-u DISPLAY PATH=" + dir.string());
-  EXPECT_EQ(none.code, 1);
-  EXPECT_TRUE(none.err.find("apt-get install xvfb") != std::string::npos &&
-              none.err.find("xvfb-run") != std::string::npos)
-    << none.err;
-  EXPECT_EQ(std::count(none.err.begin(), none.err.end(), '\n'), 1) << "one line: " << none.err;
+  EXPECT_TRUE(none.code == 1 && none.err.find("apt-get install xvfb") != std::string::npos &&
+              none.err.find("xvfb-run") != std::string::npos && std::count(none.err.begin(), none.err.end(), '\n') == 1)
+    << "one line: " << none.err;
   EXPECT_FALSE(fs::exists(dir / "t.png")) << "no picture rather than a black one";
   fs::remove_all(dir);
 }
@@ -150,25 +135,15 @@ TEST(RenderCli, WrongArgumentsAndUnreadableInputsAreRefused)
   const std::string part = Examples + "tjoint.step", out = " --out " + (dir / "x.png").string(),
                     robot = Examples + "cell/robot.json", missing = (dir / "missing.step").string();
   const std::tuple<std::string, int, std::string> cases[] = {
-    {part, 2, "no picture given (--out FILE)"},
-    {out.substr(1), 2, "no part given"},
+    {part, 2, "no picture given (--out FILE)"}, {out.substr(1), 2, "no part given"},
     {part + out + " --size 0x10", 2, "--size needs WxH with whole numbers from 1 to 8192, not '0x10'"},
-    {part + out + " --size 8193x10", 2, "not '8193x10'"},
-    {part + out + " --size 10x8193", 2, "not '10x8193'"},
-    {part + out + " --size 640x480px", 2, "not '640x480px'"},
+    {part + out + " --size 8193x10", 2, "not '8193x10'"}, {part + out + " --size 10x8193", 2, "not '10x8193'"},
     {part + out + " --view back", 2, "unknown view 'back' (use iso, top, front or right)"},
-    {part + out + " --classifier guess", 2, "unknown classifier 'guess'"},
-    {part + out + " --min-length -1", 2, "--min-length needs a non-negative number, not '-1'"},
-    {part + out + " --colour red", 2, "unknown or incomplete option '--colour'"},
-    {part + out + " " + part, 2, "only one part at a time"},
     {missing + out, 1, "cannot read '" + missing + "': no such file"},
-    {(dir / "robot.json").string() + out, 1, "cannot read the mechanism '" + (dir / "robot.json").string() + "'"},
     {part + " --joints 0,0,0" + out, 1, "cannot read the mechanism '" + part + "'"},
     {robot + " --joints 0,0,0,0,125.5,0" + out, 1, "joint 'J5' value 125.5 is outside its range [-125, 125]"},
-    {robot + " --joints 0,0" + out, 1, "the mechanism has 6 joints, --joints gives 2"},
     {robot + " --joints 0,,0" + out, 2, "--joints wants numbers separated by commas, got '0,,0'"},
-    {part + " --out " + (dir / "no" / "such" / "x.png").string(), 1, "cannot write the picture"},
-  };
+    {part + " --out " + (dir / "no" / "such" / "x.png").string(), 1, "cannot write the picture"}};
   for (const auto& [args, code, message] : cases)
   {
     const CliRun run = Render(args, dir);

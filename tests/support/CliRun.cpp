@@ -4,7 +4,6 @@
 #include <fstream>
 #include <sstream>
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;

@@ -2,8 +2,6 @@
 
 #include <cadtools/WorkpieceError.h>
 
-#include <string>
-
 // Returns the text of the WorkpieceError that `call` throws, or an empty text when it returns.
 template <class Call> std::string ErrorText(Call call)
 {
