@@ -35,7 +35,8 @@ TEST(FkCli, SampleRobotPosesMatchTheHandComputedFramesAndBadInputIsRefused)
   }
   const Json::Value json = DataHandle::LoadJson((dir / "fk.json").string());
   EXPECT_TRUE(json["links"].size() == 6 && json["links"][4]["name"] == "J5" && json["links"][4]["value"] == 45.0 &&
-              json["flanges"][0]["frame"][0] == 649.792 && json["flanges"][0]["frame"][2] == 1476.032) << json.toStyledString();
+              json["flanges"][0]["frame"][0] == 649.792 && json["flanges"][0]["frame"][2] == 1476.032)
+    << json.toStyledString();
   // Refused input names the fault; a mechanism whose display tree is gone fails with the library's message.
   fs::copy_file(Robot, dir / "robot.json");
   const std::tuple<std::string, int, std::string> cases[] = {

@@ -26,11 +26,6 @@ bool NoDisplay(const CliRun& run)
   return run.code == 1 && run.err.find("no X display answers") != std::string::npos;
 }
 
-gp_Pnt Triple(const Json::Value& json)
-{
-  return gp_Pnt(json[0].asDouble(), json[1].asDouble(), json[2].asDouble());
-}
-
 // Rebuilds the camera the tool wrote and returns where `point` shows, in pixels from the upper left.
 gp_Pnt2d Project(const Json::Value& camera, const gp_Pnt& point)
 {
@@ -38,8 +33,11 @@ gp_Pnt2d Project(const Json::Value& camera, const gp_Pnt& point)
   rebuilt->SetProjectionType(camera["projection"].asString() == "orthographic"
                                ? Graphic3d_Camera::Projection_Orthographic
                                : Graphic3d_Camera::Projection_Perspective);
-  rebuilt->SetEyeAndCenter(Triple(camera["eye"]), Triple(camera["center"]));
-  rebuilt->SetUp(gp_Dir(Triple(camera["up"]).XYZ()));
+  const auto xyz = [&](const char* k) {
+    return gp_XYZ(camera[k][0].asDouble(), camera[k][1].asDouble(), camera[k][2].asDouble());
+  };
+  rebuilt->SetEyeAndCenter(gp_Pnt(xyz("eye")), gp_Pnt(xyz("center")));
+  rebuilt->SetUp(gp_Dir(xyz("up")));
   rebuilt->SetScale(camera["scale"].asDouble());
   rebuilt->SetAspect(camera["aspect"].asDouble());
   const gp_Pnt device = rebuilt->Project(point);

@@ -19,15 +19,12 @@ TEST(MechanismPicture, TwoPosesGiveTwoPicturesWithTheFlangeFrameWhereItStands)
   robot->SetChildEntity(0, torch.get());
   const std::string dir = ViewTrees::TempDir("mechanism-picture");
   const std::vector<double> poses[] = {std::vector<double>(7, 0.0), {0.0, 0.6, 0.8, -0.5, 0.0, 0.9, 0.0}};
-  MechanismPicture::Options options;
-  options.width = 320;
-  options.height = 240;
   for (int i = 0; i < 2; ++i)
   {
     const std::string path = dir + std::to_string(i) + ".png";
     std::unique_ptr<SceneRenderer> scene;
     const std::string why =
-      ErrorText([&] { scene = MechanismPicture::Render(*robot, poses[i], {torch.get()}, options, path); });
+      ErrorText([&] { scene = MechanismPicture::Render(*robot, poses[i], {torch.get()}, {}, path); });
     if (!scene && i == 0)
       GTEST_SKIP() << why;
     ASSERT_TRUE(scene) << why;
@@ -40,7 +37,8 @@ TEST(MechanismPicture, TwoPosesGiveTwoPicturesWithTheFlangeFrameWhereItStands)
   }
   EXPECT_NE(CliRun::ReadText(dir + "0.png"), CliRun::ReadText(dir + "1.png")) << "the arm moved in the picture";
   EXPECT_EQ(ErrorText([&] { MechanismPicture::Render(*robot, {0.0, 0.6}, {}, {}, dir + "short.png"); }),
-            "the mechanism cannot take the pose of 2 joint values (it has 7 links; values must lie within their limits)");
+            "the mechanism cannot take the pose of 2 joint values (it has 7 links; "
+            "values must lie within their limits)");
   EXPECT_FALSE(std::filesystem::exists(dir + "short.png"));
   std::filesystem::remove_all(dir);
 }

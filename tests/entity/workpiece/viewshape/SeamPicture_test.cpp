@@ -19,9 +19,6 @@ TEST(SeamPicture, EachKindIsDrawnInItsColourAtTheSeam)
   const TopoDS_Shape part = Solids::LSolid(60, 10, 80);
   const std::vector<EdgeFaceSeg> found = SeamExtractor(part).Extract({}).segs;
   const std::string dir = ViewTrees::TempDir("seam-picture");
-  SeamPicture::Options options;
-  options.width = 480;
-  options.height = 360;
   const std::tuple<EdgeType, bool, Quantity_Color> kinds[] = {{EdgeType::Concave, true, SeamPicture::ConcaveColor()},
                                                               {EdgeType::Unknown, true, SeamPicture::UnknownColor()},
                                                               {EdgeType::Convex, false, SeamPicture::ConvexColor()}};
@@ -36,7 +33,7 @@ TEST(SeamPicture, EachKindIsDrawnInItsColourAtTheSeam)
       }
     ASSERT_EQ(seams.size(), 1u);
     std::unique_ptr<SceneRenderer> scene;
-    const std::string why = ErrorText([&] { scene = SeamPicture::Render(part, &seams, options, dir + "l.png"); });
+    const std::string why = ErrorText([&] { scene = SeamPicture::Render(part, &seams, {}, dir + "l.png"); });
     if (!scene)
       GTEST_SKIP() << why;
     Image_AlienPixMap image;
