@@ -3,14 +3,10 @@
 
 #include <entity/SeamExtractor.h>
 
-#include <BRepBuilderAPI_Transform.hxx>
-#include <gp_Ax2.hxx>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
 #include <string>
 
 namespace
@@ -25,81 +21,55 @@ struct Score
   double Precision() const { return both + classifierOnly == 0 ? 1.0 : double(both) / (both + classifierOnly); }
 };
 
-// Compares the classifier's concave edges with the reference's, edge by edge; prints each difference
-// when `verbose`. Edges whose kind changes along them are counted apart.
-Score Compare(const SeamExtractor::Result& result, bool verbose)
+// Compares the classifier's concave edges with the reference's, edge by edge. Edges whose kind changes
+// along them are counted apart.
+Score Compare(const SeamExtractor::Result& result)
 {
   Score score;
   for (const EdgeFaceSeg& seg : result.segs)
   {
     const DihedralReference::Kind reference = DihedralReference::Classify(seg.Edge(), seg.Face1(), seg.Face2());
+    const bool expected = reference == DihedralReference::Kind::Concave, found = seg.GetEdgeType() == EdgeType::Concave;
     if (reference == DihedralReference::Kind::Mixed)
-    {
       ++score.mixed;
-      continue;
-    }
-    const bool expected = reference == DihedralReference::Kind::Concave;
-    const bool found = seg.GetEdgeType() == EdgeType::Concave;
-    if (expected && found)
+    else if (expected && found)
       ++score.both;
     else if (expected != found)
-    {
       ++(expected ? score.referenceOnly : score.classifierOnly);
-      if (verbose)
-        std::printf("    edge 0x%08X (faces 0x%08X 0x%08X, %.2f mm): reference %s, classifier %d\n", seg.Edge_Index(),
-                    seg.Face1_Index(), seg.Face2_Index(), seg.GetSegLength(), DihedralReference::Name(reference),
-                    static_cast<int>(seg.GetEdgeType()));
-    }
   }
   return score;
 }
 } // namespace
 
 // Every corpus part, every classifier against the dihedral reference: the default classifier must
-// find the inner corners and only them, on the part and on its mirror image; the table of all three
-// is printed for comparison.
+// find the inner corners and only them; the table of all three is printed for comparison.
 TEST(SeamCorpus, DefaultClassifierAgreesWithTheDihedralReference)
 {
-  const SeamExtractor::Options defaults;
   for (const char* name : {"bracket-4040-adapter.step", "housing-nist-ctc02.stp", "frame-bars-gussets.step",
                            "flange-hub-nist-ctc05.stp", "knuckle-bspline.stp", "slab-loose-faces.igs",
                            "tank-nozzles.brep"})
   {
     const PartReader::Part part = PartReader::Read(Parts + name);
     ASSERT_FALSE(part.shape.IsNull()) << name << ": " << part.error;
-    // Mirrored, its planes turn left-handed; its seams stay what they were.
-    gp_Trsf mirror;
-    mirror.SetMirror(gp_Ax2(gp_Pnt(0, 0, 0), gp_Dir(1, 0, 0)));
-    const SeamExtractor extractor(part.shape), mirrored(BRepBuilderAPI_Transform(part.shape, mirror, true).Shape());
-    std::map<EdgeType, int> original, image;
-    for (const EdgeFaceSeg& seg : extractor.Extract(defaults).segs)
-      ++original[seg.GetEdgeType()];
-    for (const EdgeFaceSeg& seg : mirrored.Extract(defaults).segs)
-      ++image[seg.GetEdgeType()];
-    EXPECT_EQ(original, image) << name << " mirrored";
+    const SeamExtractor extractor(part.shape);
     for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
                                   SeamExtractor::Classifier::Orientation})
     {
       SeamExtractor::Options options;
       options.classifier = classifier;
-      const bool isDefault = classifier == defaults.classifier;
       const SeamExtractor::Result result = extractor.Extract(options);
-      const Score score = Compare(result, isDefault);
+      const Score score = Compare(result);
       std::printf("%-28s %-12s seams %5zu  concave ref %4d  found %4d  recall %6.1f%%  precision %6.1f%%  mixed %d\n",
                   name, SeamExtractor::ClassifierName(classifier).c_str(), result.segs.size(),
                   score.both + score.referenceOnly, score.both + score.classifierOnly, 100.0 * score.Recall(),
                   100.0 * score.Precision(), score.mixed);
-      if (isDefault)
-      {
-        EXPECT_FALSE(result.segs.empty()) << name;
-        // Every unknown seam is one whose kind changes along it, and is counted so.
-        EXPECT_EQ(result.changing, static_cast<std::size_t>(std::count_if(
-                                     result.segs.begin(), result.segs.end(),
-                                     [](const EdgeFaceSeg& s) { return s.GetEdgeType() == EdgeType::Unknown; })))
-          << name;
-        EXPECT_GE(score.Recall(), Goal) << name;
-        EXPECT_GE(score.Precision(), Goal) << name;
-      }
+      if (classifier != SeamExtractor::Options().classifier)
+        continue;
+      // Every unknown seam is one whose kind changes along it, and is counted so.
+      EXPECT_EQ(result.changing, std::size_t(std::count_if(result.segs.begin(), result.segs.end(), [](const auto& s) {
+                  return s.GetEdgeType() == EdgeType::Unknown;
+                }))) << name;
+      EXPECT_TRUE(!result.segs.empty() && score.Recall() >= Goal && score.Precision() >= Goal) << name;
     }
   }
 }
