@@ -1,6 +1,7 @@
-#include "../../apps/workpiece/PartReader.h"
 #include "support/DihedralReference.h"
 
+#include <entity/PartFile.h>
+#include <entity/PartRepair.h>
 #include <entity/SeamExtractor.h>
 
 #include <gtest/gtest.h>
@@ -49,9 +50,7 @@ TEST(SeamCorpus, DefaultClassifierAgreesWithTheDihedralReference)
                            "flange-hub-nist-ctc05.stp", "knuckle-bspline.stp", "slab-loose-faces.igs",
                            "tank-nozzles.brep"})
   {
-    const PartReader::Part part = PartReader::Read(Parts + name);
-    ASSERT_FALSE(part.shape.IsNull()) << name << ": " << part.error;
-    const SeamExtractor extractor(part.shape);
+    const SeamExtractor extractor(PartRepair::Repair(PartFile::Read(Parts + name)).shape);
     for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
                                   SeamExtractor::Classifier::Orientation})
     {

@@ -1,7 +1,7 @@
-#include "../../apps/workpiece/PartReader.h"
 #include "support/CliRun.h"
 
 #include <entity/IntEdgeFaceSeg.h>
+#include <entity/PartFile.h>
 #include <entity/SeamExtractor.h>
 
 #include <cadtools/DataHandle.h>
@@ -35,7 +35,7 @@ TEST(SeamsCli, ExamplePartsInEveryFormatTheirJsonAndBadInput)
   SeamExtractor::Options planar;
   planar.classifier = SeamExtractor::Classifier::Planar;
   Json::Value expected(Json::arrayValue), written(Json::arrayValue);
-  for (const EdgeFaceSeg& seg : SeamExtractor(PartReader::Read(Examples + "lbracket.step").shape).Extract(planar).segs)
+  for (const EdgeFaceSeg& seg : SeamExtractor(PartFile::Read(Examples + "lbracket.step")).Extract(planar).segs)
     expected.append(seg.GetIntSeg().ToJson());
   for (const Json::Value& record : DataHandle::LoadJson(dir + "l.json"))
     written.append(IntEdgeFaceSeg(record).ToJson());
@@ -45,7 +45,7 @@ TEST(SeamsCli, ExamplePartsInEveryFormatTheirJsonAndBadInput)
               shortOnes.find("8 shorter than the minimum length") != std::string::npos) << shortOnes;
   // The part as BREP inside out is turned and says so; the IGES part's loose faces are sewn into a solid.
   std::ostringstream brep, insideOut;
-  const TopoDS_Shape tjoint = PartReader::Read(Examples + "tjoint.step").shape;
+  const TopoDS_Shape tjoint = PartFile::Read(Examples + "tjoint.step");
   BRepTools::Write(tjoint, brep);
   BRepTools::Write(tjoint.Reversed(), insideOut);
   std::ofstream(dir + "cut.brep") << brep.str().substr(0, brep.str().size() / 2);
