@@ -53,7 +53,10 @@ public:
   {
     archive_read_support_format_7zip(myArchive);
     if (archive_read_open_filename(myArchive, package.c_str(), BlockSize) != ARCHIVE_OK)
+    {
+      archive_read_free(myArchive);
       Refuse(UnpackOperation, "实体包无法打开：" + package);
+    }
   }
   ~Reader() { archive_read_free(myArchive); }
   Reader(const Reader&) = delete;
