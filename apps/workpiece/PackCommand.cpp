@@ -109,8 +109,8 @@ int RunPackCommand(const std::vector<std::string>& args, std::ostream& out, std:
     err << "workpiece pack: cannot write the package '" << package << "'\n";
     return 1;
   }
-  out << "packed " << mechanism.GetName() << " (" << mechanism.GetLinkSize() << " links, "
-      << mechanism.GetFlange().size() << " flanges) into " << package << "\n";
+  out << "packed " << mechanism.GetName() << " (links: " << mechanism.GetLinkSize()
+      << ", flanges: " << mechanism.GetFlange().size() << ") into " << package << "\n";
   return 0;
 }
 

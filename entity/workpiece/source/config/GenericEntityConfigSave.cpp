@@ -6,7 +6,6 @@
 #include <cadtools/DataHandle.h>
 #include <cadtools/LogUtils.h>
 #include <cadtools/Uuid.h>
-#include <cadtools/WorkpieceError.h>
 
 #include <filesystem>
 #include <map>
