@@ -1,3 +1,5 @@
+#include "support/ViewTrees.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -24,9 +26,7 @@ std::pair<int, std::string> Cli(const std::string& args, const fs::path& dir)
 
 TEST(PackCli, PacksTheSampleRobotOnceAndUnpacksItsSummary)
 {
-  const fs::path dir = fs::temp_directory_path() / "workpiece_pack_cli";
-  fs::remove_all(dir);
-  fs::create_directories(dir);
+  const fs::path dir = ViewTrees::TempDir("workpiece-pack-cli");
   const std::string robot = (fs::path(WORKPIECE_EXAMPLES_DIR) / "cell" / "robot.json").string();
   EXPECT_EQ(Cli("pack " + robot + " robot.7z", dir).first, 0);
   const auto again = Cli("pack " + robot + " robot.7z", dir);
