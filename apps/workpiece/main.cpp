@@ -1,6 +1,7 @@
 #include "DemoCommand.h"
 #include "FkCommand.h"
 #include "GenerateExamplesCommand.h"
+#include "PackCommand.h"
 #include "RenderCommand.h"
 #include "SeamsCommand.h"
 
@@ -26,6 +27,10 @@ commands:
                      `workpiece seams --help` for --json, --classifier and --min-length
   fk MECHANISM.json  print the world frames of a mechanism's links and flanges at the joint
                      values of --joints; see `workpiece fk --help`
+  pack MECHANISM.json PACKAGE.7z
+                     export a mechanism as an entity package; see `workpiece pack --help`
+  unpack PACKAGE.7z [FOLDER]
+                     read an entity package back and print its links and flanges
   render PART --out PICTURE
                      draw a part, with --seams its weld seams, into a PNG; see
                      `workpiece render --help`
@@ -62,6 +67,10 @@ int Run(int argc, char** argv)
     return RunSeamsCommand(args, std::cout, std::cerr);
   if (command == "fk")
     return RunFkCommand(args, std::cout, std::cerr);
+  if (command == "pack")
+    return RunPackCommand(args, std::cout, std::cerr);
+  if (command == "unpack")
+    return RunUnpackCommand(args, std::cout, std::cerr);
   if (command == "render")
     return RunRenderCommand(args, std::cout, std::cerr);
   if (command == "generate-examples")

@@ -35,10 +35,15 @@ public:
   // Forgets sub-models, flanges and links, then takes over the display tree.
   void SetEntityShape(const opencascade::handle<ViewShape>& shape) override;
   ~GenericEntityConfig() override = default;
+  // DataToJson with "EntityPara": the form LoadFromJson reads.
+  Json::Value ToJson(const std::string& dir) override;
   MechanismType GetMechanismType() override { return myMechanismType; }
 
   // Hook for subclasses that name the models of their links.
   virtual void UpdateLinkModelNames() {}
+  // The entity object without "EntityPara": links, flanges, root links and couplings; a non-empty
+  // `dir` (ending with a separator) also receives the display tree.
+  virtual Json::Value DataToJson(const std::string& dir);
   // Hook for subclasses that prepare themselves after loading.
   virtual void Initial() {}
   // Builds the collision model of every collision part on the shared thread pool.
@@ -138,6 +143,17 @@ public:
   void UpdateRobotEndIntallerTrsf() {}
   // Leaves the parent's flange and returns to the world origin.
   void ClearAssembleInfoFromParent();
+
+  // Appends every coupling to json["CouplingAxes"] (absent when there is none).
+  void CoupedToJson(Json::Value& json) const;
+  // LinkRod::ToJson of `link`; null for a null link.
+  Json::Value LinkToJson(LinkRod* link) const;
+  // Makes this entity an independent copy of `other` (parts, meshes and links of its own, fresh ids).
+  void CopyFrom(GenericEntityConfig* other);
+  // Writes `entity` at its home pose into the folder beside `path` named after its stem
+  // ("context.layout" and the display tree) and compresses that folder to the 7z file `path`.
+  // Anything already at `path` is left alone (true, nothing written); false when compressing fails.
+  static bool ExportEntityPkg(GenericEntityConfig* entity, const std::string& path);
 
   // Brings `entity` to its zero pose, rebuilding the collision models of its collision parts one
   // progress step each, and marks its hierarchies for update.

@@ -65,7 +65,7 @@ double BoundsGap(const TopoDS_Shape& a, const TopoDS_Shape& b)
 TEST(Workpiece, FollowsPositionerTableWithPathsAndSeams)
 {
   GenericEntityConfig positioner;
-  MechanismJson::Load(positioner, MechanismJson::CellFile("positioner.json"));
+  MechanismJson::LoadCell(positioner, "positioner.json");
   const std::string tjoint = MechanismJson::CellFile("../tjoint.step");
   const std::unique_ptr<Workpiece> part = Workpiece::FromPartFile(tjoint);
   const TopoDS_Shape own = part->GetEntireShape();
