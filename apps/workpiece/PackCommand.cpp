@@ -1,10 +1,11 @@
 #include "PackCommand.h"
+#include "MechanismFile.h"
 
 #include "ProgressBar.h"
 
 #include <entity/EntityPackage.h>
 
-#include <cadtools/DataHandle.h>
+#include <cadtools/WorkpieceError.h>
 
 #include <Message_ProgressScope.hxx>
 
@@ -89,18 +90,19 @@ int RunPackCommand(const std::vector<std::string>& args, std::ostream& out, std:
       return 1;
     }
   }
-  Json::Value json = DataHandle::LoadJson(mechanismPath);
-  if (!json.isObject())
-  {
-    err << "workpiece pack: cannot read the mechanism '" << mechanismPath << "'\n";
-    return 1;
-  }
-  if (json["ShapeEntityPath"].isString())
-    json["ShapeEntityPath"] = (fs::path(mechanismPath).parent_path() / json["ShapeEntityPath"].asString()).string();
   Handle(ProgressBar) bar = Bar(err);
   Message_ProgressScope scope(bar.IsNull() ? Message_ProgressRange() : bar->Start(), "pack", 2);
-  GenericEntityConfig mechanism;
-  mechanism.LoadFromJson(json);
+  std::unique_ptr<GenericEntityConfig> loaded;
+  try
+  {
+    loaded = MechanismFile::Load(mechanismPath);
+  }
+  catch (const WorkpieceError& error)
+  {
+    err << "workpiece pack: " << error.what() << "\n";
+    return 1;
+  }
+  GenericEntityConfig& mechanism = *loaded;
   scope.Next();
   const bool written = GenericEntityConfig::ExportEntityPkg(&mechanism, package);
   scope.Next();
