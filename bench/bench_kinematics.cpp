@@ -1,3 +1,4 @@
+#include "RatioReporter.h"
 // Forward kinematics of the six-axis fixture robot: the mechanism's own forward pass, the pass
 // that also places every part's collision model and the mounted tool, KDL's recursive solver on
 // the same chain, and the floor: a bare product of the six joint rotations.
@@ -190,43 +191,6 @@ void BM_FloorSixRotations(benchmark::State& state)
   }
 }
 BENCHMARK(BM_FloorSixRotations);
-// The console report, plus the CPU time of every run kept for the ratios.
-class RatioReporter : public benchmark::ConsoleReporter
-{
-public:
-  void ReportRuns(const std::vector<Run>& runs) override
-  {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs)
-      if (run.run_type == Run::RT_Iteration || run.aggregate_name == "median")
-        myCpu[run.run_name.function_name] = run.GetAdjustedCPUTime();
-  }
-
-  // Prints `name`'s time as a ratio of `anchor`'s, with the goal it is held to.
-  void Ratio(const std::string& name, const std::string& anchor, double goal) const
-  {
-    const auto n = myCpu.find(name);
-    const auto a = myCpu.find(anchor);
-    if (n == myCpu.end() || a == myCpu.end() || a->second <= 0.0)
-      return;
-    const double ratio = n->second / a->second;
-    std::printf("%-36s / %-22s = %.2f (goal <= %.2f)%s\n", name.c_str(), anchor.c_str(), ratio, goal,
-                ratio <= goal ? "" : "  MISSED");
-  }
-
-  // Prints `name`'s CPU time per call against a bound in nanoseconds.
-  void Bound(const std::string& name, double goalNs) const
-  {
-    const auto n = myCpu.find(name);
-    if (n == myCpu.end())
-      return;
-    std::printf("%-36s = %.0f ns per call (goal < %.0f ns)%s\n", name.c_str(), n->second, goalNs,
-                n->second < goalNs ? "" : "  MISSED");
-  }
-
-private:
-  std::map<std::string, double> myCpu;
-};
 } // namespace
 
 int main(int argc, char** argv)

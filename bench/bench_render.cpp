@@ -1,3 +1,4 @@
+#include "BenchParts.h"
 // One picture of the 2,028-edge weldment with its seams (seam extraction, then the part shaded with
 // the seams and legend over it) against the anchor: the same extraction plus the same picture
 // without seams. Both are timed alternately in one run; the ratio of their medians is the figure.
@@ -18,40 +19,9 @@
 
 namespace
 {
-// Studs on the base plate: 12 × 14 = 168 plates of 12 edges each, 2,028 edges with the base.
-constexpr int StudsX = 12;
-constexpr int StudsY = 14;
 constexpr int Runs = 11;
 
-TopoDS_Shape Plate(std::initializer_list<gp_Pnt> outline, const gp_Vec& depth)
-{
-  NCollection_Sequence<gp_Pnt> points;
-  for (const gp_Pnt& p : outline)
-    points.Append(p);
-  return GenerateWorkpieceHelper::MakePrismByFace(GenerateWorkpieceHelper::MakeFaceByPnt(points), depth, false);
-}
 
-// Returns a 620 × 580 × 12 base plate with 168 stiffener plates (30 × 6, 40 high) welded on it.
-TopoDS_Shape Weldment()
-{
-  const TopoDS_Shape base = Plate({{0, 0, 0}, {620, 0, 0}, {620, 580, 0}, {0, 580, 0}}, gp_Vec(0, 0, 12));
-  TopTools_ListOfShape arguments, tools;
-  arguments.Append(base);
-  for (int i = 0; i < StudsX; ++i)
-    for (int j = 0; j < StudsY; ++j)
-    {
-      const double x = 20.0 + 50.0 * i, y = 20.0 + 40.0 * j;
-      tools.Append(Plate({{x, y, 12}, {x + 30, y, 12}, {x + 30, y + 6, 12}, {x, y + 6, 12}}, gp_Vec(0, 0, 40)));
-    }
-  BRepAlgoAPI_Fuse fuse;
-  fuse.SetArguments(arguments);
-  fuse.SetTools(tools);
-  fuse.Build();
-  if (!fuse.IsDone())
-    throw Standard_Failure("bench_render: the weldment could not be fused");
-  fuse.SimplifyResult();
-  return fuse.Shape();
-}
 
 double Median(std::vector<double> seconds)
 {
@@ -71,7 +41,7 @@ double Picture(const TopoDS_Shape& part, bool drawSeams, const std::string& path
 
 void BM_RenderWithSeams_vs_SeamsPlusPlainRender(benchmark::State& state)
 {
-  const TopoDS_Shape part = Weldment();
+  const TopoDS_Shape part = BenchParts::Weldment();
   const std::string path = (std::filesystem::temp_directory_path() / "bench_render.png").string();
   // The first picture opens the display and loads the GL driver: warm-up, not timed.
   Picture(part, true, path);

@@ -1,3 +1,4 @@
+#include "BenchParts.h"
 // Seam classification per edge on a generated weldment, against the bare cost of evaluating the
 // two face normals of each edge (the floor), and the whole part on one thread and on the pool,
 // with its faces prepared and from the bare part; then the default classifier on the largest
@@ -33,9 +34,6 @@ namespace
 constexpr double Tol = 0.1;
 constexpr double Middle = 0.5;
 constexpr int Step = 1;
-// Studs on the base plate: 12 × 14 = 168 plates of 12 edges each, 2,028 edges with the base.
-constexpr int StudsX = 12;
-constexpr int StudsY = 14;
 
 struct Seam
 {
@@ -43,39 +41,11 @@ struct Seam
   TopoDS_Face face1, face2;
 };
 
-TopoDS_Shape Plate(std::initializer_list<gp_Pnt> outline, const gp_Vec& depth)
-{
-  NCollection_Sequence<gp_Pnt> points;
-  for (const gp_Pnt& p : outline)
-    points.Append(p);
-  return GenerateWorkpieceHelper::MakePrismByFace(GenerateWorkpieceHelper::MakeFaceByPnt(points), depth, false);
-}
 
-// Returns a 620 × 580 × 12 base plate with 168 stiffener plates (30 × 6, 40 high) welded on it.
-TopoDS_Shape Weldment()
-{
-  const TopoDS_Shape base = Plate({{0, 0, 0}, {620, 0, 0}, {620, 580, 0}, {0, 580, 0}}, gp_Vec(0, 0, 12));
-  TopTools_ListOfShape arguments, tools;
-  arguments.Append(base);
-  for (int i = 0; i < StudsX; ++i)
-    for (int j = 0; j < StudsY; ++j)
-    {
-      const double x = 20.0 + 50.0 * i, y = 20.0 + 40.0 * j;
-      tools.Append(Plate({{x, y, 12}, {x + 30, y, 12}, {x + 30, y + 6, 12}, {x, y + 6, 12}}, gp_Vec(0, 0, 40)));
-    }
-  BRepAlgoAPI_Fuse fuse;
-  fuse.SetArguments(arguments);
-  fuse.SetTools(tools);
-  fuse.Build();
-  if (!fuse.IsDone())
-    throw Standard_Failure("bench_seams: the weldment could not be fused");
-  fuse.SimplifyResult();
-  return fuse.Shape();
-}
 
 const TopoDS_Shape& Part()
 {
-  static const TopoDS_Shape part = Weldment();
+  static const TopoDS_Shape part = BenchParts::Weldment();
   return part;
 }
 
