@@ -1,3 +1,4 @@
+#include "KdlFrames.h"
 #include "RatioReporter.h"
 // Configured mechanisms on the sample cell: loading the robot (mechanism JSON, display tree, link
 // tree, collision models) against the bare parse of the same JSON files and read of the same BRep
@@ -77,20 +78,6 @@ std::vector<std::vector<double>> Poses(const GenericEntityConfig& robot)
   return poses;
 }
 
-KDL::Frame ToKdl(const gp_Trsf& t)
-{
-  return KDL::Frame(KDL::Rotation(t.Value(1, 1), t.Value(1, 2), t.Value(1, 3), t.Value(2, 1), t.Value(2, 2),
-                                  t.Value(2, 3), t.Value(3, 1), t.Value(3, 2), t.Value(3, 3)),
-                    KDL::Vector(t.Value(1, 4), t.Value(2, 4), t.Value(3, 4)));
-}
-
-gp_Trsf FromKdl(const KDL::Frame& f)
-{
-  gp_Trsf t;
-  t.SetValues(f.M(0, 0), f.M(0, 1), f.M(0, 2), f.p.x(), f.M(1, 0), f.M(1, 1), f.M(1, 2), f.p.y(), f.M(2, 0),
-              f.M(2, 1), f.M(2, 2), f.p.z());
-  return t;
-}
 
 // The loaded robot's chain for KDL: the first link's frame, then each joint followed by the next
 // link's frame on it, the last followed by the flange on the last link's frame.
@@ -100,14 +87,14 @@ KDL::Chain KdlChain(GenericEntityConfig& robot)
                                                 KDL::Joint::RotX,   KDL::Joint::RotY,   KDL::Joint::RotZ};
   const auto& links = robot.GetLinkRods();
   KDL::Chain kdl;
-  kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::Fixed), ToKdl(links.front()->GetCenterTrsf())));
+  kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::Fixed), KdlFrames::ToKdl(links.front()->GetCenterTrsf())));
   const gp_Trsf lastFrame = robot.GetFatherTrsf(links.back().get(), true) * links.back()->GetCenterTrsf();
   for (size_t i = 0; i < links.size(); ++i)
   {
     const gp_Trsf tip = i + 1 < links.size() ? links[i + 1]->GetCenterTrsf()
                                              : lastFrame.Inverted() * robot.GetFlange()[0]->GetTrsf();
     kdl.addSegment(
-      KDL::Segment(KDL::Joint(kinds[static_cast<int>(links[i]->GetConfigJointType())]), ToKdl(tip)));
+      KDL::Segment(KDL::Joint(kinds[static_cast<int>(links[i]->GetConfigJointType())]), KdlFrames::ToKdl(tip)));
   }
   return kdl;
 }
@@ -131,7 +118,7 @@ void CrossCheck()
     Check(robot->ForwardTrsf(pose, false, true), "ForwardTrsf refused an in-limit pose");
     KDL::Frame end;
     Check(solver.JntToCart(ToJnt(pose), end) >= 0, "KDL refused the chain");
-    Check(gpHandle::IsSameTrsf(robot->GetFlangeWCS(0), FromKdl(end), AgreementTolerance),
+    Check(gpHandle::IsSameTrsf(robot->GetFlangeWCS(0), KdlFrames::FromKdl(end), AgreementTolerance),
           "ForwardTrsf and KDL disagree");
   }
 }

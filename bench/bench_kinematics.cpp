@@ -1,3 +1,4 @@
+#include "KdlFrames.h"
 #include "RatioReporter.h"
 // Forward kinematics of the six-axis fixture robot: the mechanism's own forward pass, the pass
 // that also places every part's collision model and the mounted tool, KDL's recursive solver on
@@ -45,20 +46,6 @@ std::vector<std::vector<double>> Poses(const std::vector<JointDefinition>& chain
   return poses;
 }
 
-KDL::Frame ToKdl(const gp_Trsf& t)
-{
-  return KDL::Frame(KDL::Rotation(t.Value(1, 1), t.Value(1, 2), t.Value(1, 3), t.Value(2, 1), t.Value(2, 2),
-                                  t.Value(2, 3), t.Value(3, 1), t.Value(3, 2), t.Value(3, 3)),
-                    KDL::Vector(t.Value(1, 4), t.Value(2, 4), t.Value(3, 4)));
-}
-
-gp_Trsf FromKdl(const KDL::Frame& f)
-{
-  gp_Trsf t;
-  t.SetValues(f.M(0, 0), f.M(0, 1), f.M(0, 2), f.p.x(), f.M(1, 0), f.M(1, 1), f.M(1, 2), f.p.y(), f.M(2, 0),
-              f.M(2, 1), f.M(2, 2), f.p.z());
-  return t;
-}
 
 // The same chain for KDL: each segment is a link's joint followed by the next link's center frame.
 KDL::Chain KdlChain(const std::vector<JointDefinition>& chain)
@@ -66,11 +53,11 @@ KDL::Chain KdlChain(const std::vector<JointDefinition>& chain)
   static const KDL::Joint::JointType kinds[] = {KDL::Joint::TransX, KDL::Joint::TransY, KDL::Joint::TransZ,
                                                 KDL::Joint::RotX,   KDL::Joint::RotY,   KDL::Joint::RotZ};
   KDL::Chain kdl;
-  kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::Fixed), ToKdl(chain.front().Center())));
+  kdl.addSegment(KDL::Segment(KDL::Joint(KDL::Joint::Fixed), KdlFrames::ToKdl(chain.front().Center())));
   for (size_t i = 0; i < chain.size(); ++i)
   {
     const gp_Trsf tip = i + 1 < chain.size() ? chain[i + 1].Center() : gp_Trsf();
-    kdl.addSegment(KDL::Segment(KDL::Joint(kinds[static_cast<int>(chain[i].type)]), ToKdl(tip)));
+    kdl.addSegment(KDL::Segment(KDL::Joint(kinds[static_cast<int>(chain[i].type)]), KdlFrames::ToKdl(tip)));
   }
   return kdl;
 }
@@ -118,7 +105,7 @@ void CrossCheck()
       floor.Multiply(rotation);
     }
     const gp_Trsf ours = robot->GetLinkRods().back()->GetWcs() * endAtZero;
-    Check(gpHandle::IsSameTrsf(ours, FromKdl(end), AgreementTolerance), "Forward and KDL disagree");
+    Check(gpHandle::IsSameTrsf(ours, KdlFrames::FromKdl(end), AgreementTolerance), "Forward and KDL disagree");
     Check(gpHandle::IsSameTrsf(ours, floor * endAtZero, AgreementTolerance), "Forward and the floor disagree");
   }
 }

@@ -1,0 +1,16 @@
+#include "KdlFrames.h"
+
+KDL::Frame KdlFrames::ToKdl(const gp_Trsf& t)
+{
+  return KDL::Frame(KDL::Rotation(t.Value(1, 1), t.Value(1, 2), t.Value(1, 3), t.Value(2, 1), t.Value(2, 2),
+                                  t.Value(2, 3), t.Value(3, 1), t.Value(3, 2), t.Value(3, 3)),
+                    KDL::Vector(t.Value(1, 4), t.Value(2, 4), t.Value(3, 4)));
+}
+
+gp_Trsf KdlFrames::FromKdl(const KDL::Frame& f)
+{
+  gp_Trsf t;
+  t.SetValues(f.M(0, 0), f.M(0, 1), f.M(0, 2), f.p.x(), f.M(1, 0), f.M(1, 1), f.M(1, 2), f.p.y(), f.M(2, 0),
+              f.M(2, 1), f.M(2, 2), f.p.z());
+  return t;
+}
