@@ -249,8 +249,6 @@ void BM_KdlJntToCart(benchmark::State& state)
   }
 }
 BENCHMARK(BM_KdlJntToCart);
-
-// The console report, plus the time of every run kept for the ratios: wall time for the runs that
 } // namespace
 
 int main(int argc, char** argv)
