@@ -8,6 +8,7 @@
 #include <mesh/MeshProcessTools.h>
 #include <view/CADView.h>
 
+#include "support/ErrorText.h"
 #include "support/LogCapture.h"
 #include "support/Solids.h"
 #include "support/ViewTrees.h"
@@ -104,15 +105,7 @@ TEST(Entity, HashIndexPartLookupAndHide)
          [&] { entity.GetPart(12345); }, [&] { entity.RemoveSubMdl(12345); }, [&] { entity.Hide(99); }})
   {
     LogCapture log;
-    std::string thrown;
-    try
-    {
-      call();
-    }
-    catch (const WorkpieceError& error)
-    {
-      thrown = error.what();
-    }
+    const std::string thrown = ErrorText(call);
     EXPECT_EQ(thrown, "Entity::GetPart" + key);
     EXPECT_TRUE(log.Contains(5, key, "Entity::GetPart"));
   }

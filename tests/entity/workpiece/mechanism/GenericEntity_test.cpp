@@ -1,3 +1,4 @@
+#include "support/ErrorText.h"
 #include "support/FixtureMechanism.h"
 #include "support/LogCapture.h"
 #include "support/Mechanisms.h"
@@ -181,15 +182,7 @@ TEST(GenericEntity, FailuresLogAndThrow)
          {[&] { robot->RootLinkHashes().push_back(777), robot->GetRootLink(1); }, "GenericEntity::GetRootLink", key}})
   {
     LogCapture log;
-    std::string thrown;
-    try
-    {
-      call();
-    }
-    catch (const WorkpieceError& error)
-    {
-      thrown = error.what();
-    }
+    const std::string thrown = ErrorText(call);
     EXPECT_EQ(thrown, function + message);
     EXPECT_TRUE(log.Contains(5, message, function)) << function;
   }

@@ -1,3 +1,4 @@
+#include "support/ErrorText.h"
 #include "support/MechanismJson.h"
 #include "support/Solids.h"
 #include "support/Transforms.h"
@@ -239,15 +240,8 @@ TEST(Workpiece, PartFileGivesOneSubModelPerSolid)
          {dir + "two.txt", "unsupported file type"},
          {dir, "is a folder"}})
   {
-    try
-    {
-      Workpiece::FromPartFile(file);
-      ADD_FAILURE() << file;
-    }
-    catch (const WorkpieceError& error)
-    {
-      EXPECT_NE(std::string(error.what()).find(reason), std::string::npos) << error.what();
-    }
+    const std::string error = ErrorText([&] { Workpiece::FromPartFile(file); });
+    EXPECT_NE(error.find(reason), std::string::npos) << file << ": " << error;
   }
 }
 
