@@ -67,6 +67,7 @@ bool CloudShape::LoadPCDFromString(const std::string& text)
   };
   std::string_view line;
   std::size_t columns = 0;
+  bool fields = false;
   int xCol = -1, yCol = -1, zCol = -1;
   long long declared = -1;
   bool ascii = false;
@@ -79,6 +80,11 @@ bool CloudShape::LoadPCDFromString(const std::string& text)
       continue;
     if (words[0] == "FIELDS")
     {
+      // The column positions of x, y and z belong to one FIELDS line: a second one would pair them
+      // with rows of another width.
+      if (fields)
+        return false;
+      fields = true;
       columns = words.size() - 1;
       for (std::size_t i = 1; i < words.size(); ++i)
       {

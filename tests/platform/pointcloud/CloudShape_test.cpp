@@ -59,6 +59,8 @@ TEST(CloudShape, ReadsOtherFieldOrdersAndRejectsMalformedText)
   for (const std::string& bad : {Pcd("x y z", 3, "1 2 3\n4 5 6\n"), Pcd("x y z", 1, "1 2\n"),
                                  Pcd("x y z", 1, "1 2 x\n"), Pcd("x y z", 1, "1,5 2 3\n"), Pcd("x y z", 1, "1 2 3e\n"),
                                  Pcd("x y", 1, "1 2\n"), std::string("FIELDS x y z\nPOINTS 1\nDATA binary\n1 2 3\n"),
+                                 std::string("FIELDS x y z\nFIELDS a\nPOINTS 1\nDATA ascii\n1\n"),
+                                 std::string("FIELDS a b c d e x y z\nFIELDS\nFIELDS a b c d e\nPOINTS 1\nDATA ascii\n1 2 3 4 5\n"),
                                  std::string()})
   {
     EXPECT_FALSE(cloud->LoadPCDFromString(bad)) << bad;
