@@ -336,24 +336,26 @@ gp_Trsf DataHandle::JsonArrToTrsf(const Json::Value& arr)
   auto at = [&arr](int r, int c) { return arr[static_cast<Json::ArrayIndex>((r - 1) * 4 + c - 1)].asDouble(); };
   const gp_Mat m(at(1, 1), at(1, 2), at(1, 3), at(2, 1), at(2, 2), at(2, 3), at(3, 1), at(3, 2), at(3, 3));
   const gp_Vec t(at(1, 4), at(2, 4), at(3, 4));
-  // An orthonormal rotation is taken as it stands, so that a written placement reads back bit for bit.
-  gp_GTrsf exact(m, t.XYZ());
-  exact.SetForm();
-  if (exact.Form() != gp_Other && m.Determinant() > 0.0)
-  {
-    trsf = exact.Trsf();
-    trsf.SetScaleFactor(1.0);
-    return trsf;
-  }
-  if (std::abs(m.Determinant() - 1.0) < RigidDeterminantTol)
-  {
-    // A rigid motion goes through a quaternion, which keeps the scale exactly 1.
-    trsf.SetRotation(gp_Quaternion(m));
-    trsf.SetTranslationPart(t);
-    return trsf;
-  }
+  // The kernel refuses a singular matrix (all zeros among them); it reads as the identity, as a
+  // short array does.
   try
   {
+    // An orthonormal rotation is taken as it stands, so that a written placement reads back bit for bit.
+    gp_GTrsf exact(m, t.XYZ());
+    exact.SetForm();
+    if (exact.Form() != gp_Other && m.Determinant() > 0.0)
+    {
+      trsf = exact.Trsf();
+      trsf.SetScaleFactor(1.0);
+      return trsf;
+    }
+    if (std::abs(m.Determinant() - 1.0) < RigidDeterminantTol)
+    {
+      // A rigid motion goes through a quaternion, which keeps the scale exactly 1.
+      trsf.SetRotation(gp_Quaternion(m));
+      trsf.SetTranslationPart(t);
+      return trsf;
+    }
     trsf.SetValues(at(1, 1), at(1, 2), at(1, 3), at(1, 4), at(2, 1), at(2, 2), at(2, 3), at(2, 4), at(3, 1),
                    at(3, 2), at(3, 3), at(3, 4));
   }

@@ -127,6 +127,12 @@ TEST(DataHandle, TransformsRoundTripThroughBothJsonForms)
   for (const char* bad : {"null", "[1, 2, 3, 4, 5]", "[1, 2, 3, 4, 5, \"x\"]", "[1, 2, 3, 4, 5, 1e400]", "\"abc\""})
     EXPECT_TRUE(gpHandle::IsSameTrsf(DataHandle::JsonSixToTrsf(ReadByReader(bad)), gp_Trsf(), 0.0) &&
                 gpHandle::IsSameTrsf(DataHandle::JsonArrToTrsf(ReadByReader(bad)), gp_Trsf(), 0.0)) << bad;
+  // So do singular matrices, all zeros among them, whatever their translation; a mirror is kept.
+  for (const char* bad : {"[0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0]", "[0, 0, 0, 5, 0, 0, 0, 6, 0, 0, 0, 7]",
+                          "[1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0]", "[1e-300, 0, 0, 0, 0, 1e-300, 0, 0, 0, 0, 1e-300, 0]"})
+    EXPECT_TRUE(gpHandle::IsSameTrsf(DataHandle::JsonArrToTrsf(ReadByReader(bad)), gp_Trsf(), 0.0)) << bad;
+  const gp_Trsf mirrored = DataHandle::JsonArrToTrsf(ReadByReader("[-1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 1, 0]"));
+  EXPECT_NEAR(mirrored.VectorialPart().Determinant(), -1.0, 1e-12);
 }
 
 TEST(DataHandle, JsonFilesRoundTripAndFailedSavesKeepThePreviousFile)

@@ -26,7 +26,8 @@ public:
   // Returns the 3×4 matrix as 12 numbers, row by row.
   static Json::Value TrsfToJsonArr(const gp_Trsf& trsf);
 
-  // Returns the transform of a 12-number array; identity for a null or short array.
+  // Returns the transform of a 12-number array; identity for a null or short array, and for a
+  // singular matrix (twelve zeros among them).
   static gp_Trsf JsonArrToTrsf(const Json::Value& arr);
 
   // Returns [x, y, z], each rounded to `decimals` places.
