@@ -2,6 +2,8 @@
 
 #include <cadtools/gpHandle.h>
 
+#include <Standard_Failure.hxx>
+
 #include <cmath>
 
 namespace
@@ -162,5 +164,15 @@ std::shared_ptr<MeshData> MeshData::FromJson(const Json::Value& json)
   }
   for (int i = 0; i < 16; ++i)
     mesh->Transform[i] = json["Transform"][i].asDouble();
+  // A placement that is no rotation with uniform scale (all zeros, singular, sheared) would fail
+  // every later use of the mesh; it is refused here, where the file is read.
+  try
+  {
+    mesh->GetTrsf();
+  }
+  catch (const Standard_Failure&)
+  {
+    return nullptr;
+  }
   return mesh;
 }

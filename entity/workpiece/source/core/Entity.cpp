@@ -7,6 +7,7 @@
 #include <cadtools/LogUtils.h>
 #include <cadtools/ShapeHandle.h>
 #include <cadtools/ThreadPool.h>
+#include <cadtools/WorkpieceError.h>
 #include <mesh/MeshProcessTools.h>
 
 #include <BRepBndLib.hxx>
@@ -158,14 +159,30 @@ void Entity::LoadFromJson(const Json::Value& json)
   if (json.isMember("ShapeEntityPath") && !json["ShapeEntityPath"].isNull())
   {
     const Json::Value& path = json["ShapeEntityPath"];
-    const Json::Value document = path.isString() ? DataHandle::LoadJson(path.asString()) : Json::Value();
-    const Handle(ShapeEntity) tree = document.isNull() ? Handle(ShapeEntity)() : ViewShapeUtil::LoadFromJson(document);
-    if (tree.IsNull())
+    bool loaded = false;
+    try
+    {
+      const Json::Value document = path.isString() ? DataHandle::LoadJson(path.asString()) : Json::Value();
+      const Handle(ShapeEntity) tree = document.isNull() ? Handle(ShapeEntity)() : ViewShapeUtil::LoadFromJson(document);
+      // SetEntityShape replaces the root only once the new tree is taken over whole, so a tree
+      // the kernel refuses half-way leaves the entity as it was.
+      if (!tree.IsNull())
+        SetEntityShape(tree);
+      loaded = !tree.IsNull();
+    }
+    catch (const Standard_Failure&)
+    {
+      loaded = false;
+    }
+    catch (const WorkpieceError&)
+    {
+      loaded = false;
+    }
+    if (!loaded)
     {
       EntityLog::Write(WORKPIECE_LOC("Entity::LoadFromJson"), SPDLOG_LEVEL_ERROR, "模型实体加载错误");
       return;
     }
-    SetEntityShape(tree);
   }
   if (myRootMdl.IsNull())
     return;
@@ -188,18 +205,27 @@ void Entity::SetEntityShape(const Handle(ViewShape)& shape)
     if (!cleaned.IsSame(node->GetEntityShape()))
       node->SetEntityShape(cleaned);
   }
-  SetRootMdl(shape);
-
-  std::vector<MeshPiece> pieces;
-  for (const Handle(ViewShape)& node : nodes)
+  // The whole mesh is built before the root is replaced: a tree whose meshing fails (and throws)
+  // leaves the entity with its previous tree.
+  std::shared_ptr<MeshData> whole;
+  try
   {
-    if (node->GetModelType() == ViewShape::MeshModel && !node->GetMesh().IsNull())
-      pieces.push_back({TopoDS_Shape(), node->GetMesh()->GetEntireMesh(), node->GetMesh()->Transformation()});
-    else if (!node->GetEntityShape().IsNull())
-      pieces.push_back({node->GetEntityShape(), nullptr, node->Transformation()});
+    std::vector<MeshPiece> pieces;
+    for (const Handle(ViewShape)& node : nodes)
+    {
+      if (node->GetModelType() == ViewShape::MeshModel && !node->GetMesh().IsNull())
+        pieces.push_back({TopoDS_Shape(), node->GetMesh()->GetEntireMesh(), node->GetMesh()->Transformation()});
+      else if (!node->GetEntityShape().IsNull())
+        pieces.push_back({node->GetEntityShape(), nullptr, node->Transformation()});
+    }
+    whole = BuildWholeMesh(pieces, MeshDeflection(shape));
   }
-  const double deflection = MeshDeflection(shape);
-  myMesh = BuildWholeMesh(pieces, deflection);
+  catch (const Standard_Failure&)
+  {
+    EntityLog::Fail(WORKPIECE_LOC("Entity::SetEntityShape"), "模型实体加载错误");
+  }
+  SetRootMdl(shape);
+  myMesh = std::move(whole);
   myPendingMesh = {};
   myLoadMeshModel = false;
   MeshRegistry& registry = Registry();

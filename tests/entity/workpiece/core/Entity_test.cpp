@@ -212,3 +212,49 @@ TEST(Entity, TakeOverRemovesSmallBodiesAndBuildsTheWholeMesh)
   entity.SetMeshDeflection(0.01);
   EXPECT_GT(entity.GetEntireMeshData(cylinder)->Triangles.size(), relative);
 }
+
+TEST(Entity, FailedLoadOfADegenerateMeshLeavesTheEntityAsItWas)
+{
+  // A mesh part whose stored placement is all zeros: no rigid motion, so the tree cannot be taken over.
+  const std::string dir = ViewTrees::TempDir("entity_mesh");
+  auto triangle = std::make_shared<MeshData>();
+  triangle->Vertices = {gp_XYZ(0, 0, 0), gp_XYZ(1, 0, 0), gp_XYZ(1, 1, 0)};
+  triangle->Triangles = {{0, 1, 2}};
+  Handle(mesh::AIS_Mesh) source = new mesh::AIS_Mesh();
+  source->AddMesh(triangle);
+  Handle(ShapeEntity) root = ViewTrees::BoxTree(1);
+  Handle(ShapeEntity) meshPart = new ShapeEntity(TopoDS_Shape(), Uuid::CreateUuid());
+  ASSERT_TRUE(meshPart->CreateMeshData(source->ToJson()));
+  root->AddShapeListToAISChilde({meshPart});
+  ASSERT_TRUE(ViewShapeUtil::ExportToFile(root, dir + "tree.json", true));
+  Json::Value file = DataHandle::LoadJson(dir + "tree.json");
+  Json::Value& placement = file["childs"][1]["data"]["Layers"][0]["Mesh"]["Transform"];
+  ASSERT_EQ(placement.size(), 16u);
+  for (Json::Value& value : placement)
+    value = 0.0;
+  ASSERT_TRUE(DataHandle::SaveJson(file, dir + "tree.json"));
+
+  OpenEntity entity;
+  entity.SetEntityShape(ViewTrees::BoxTree(2));
+  const Handle(ViewShape) before = entity.GetRootMdl();
+  const auto parts = entity.GetSubMdls();
+  const auto mesh = entity.GetMeshPtr();
+  Json::Value json(Json::objectValue);
+  json["ShapeEntityPath"] = dir + "tree.json";
+  json["Name"] = "renamed";
+  const LogCapture log;
+  EXPECT_NO_THROW(entity.LoadFromJson(json));
+  EXPECT_TRUE(log.Contains(4, "模型实体加载错误", "Entity::LoadFromJson"));
+  EXPECT_TRUE(entity.GetRootMdl() == before && entity.GetSubMdls() == parts && entity.GetMeshPtr() == mesh);
+  EXPECT_EQ(entity.GetName(), "cell");
+  // The same mesh handed over in memory fails the take-over before the root is replaced.
+  triangle->Transform.fill(0.0);
+  Handle(mesh::AIS_Mesh) degenerate = new mesh::AIS_Mesh();
+  degenerate->AddMesh(triangle);
+  Handle(ShapeEntity) memoryRoot = ViewTrees::BoxTree(1);
+  memoryRoot->GetAllSubViewShapes()[0]->SetModelType(ViewShape::MeshModel);
+  memoryRoot->GetAllSubViewShapes()[0]->AddChildWithCurrentTransformation(degenerate);
+  EXPECT_EQ(ErrorText([&] { entity.SetEntityShape(memoryRoot); }), "Entity::SetEntityShape模型实体加载错误");
+  EXPECT_TRUE(entity.GetRootMdl() == before && entity.GetSubMdls() == parts && entity.GetMeshPtr() == mesh);
+  std::filesystem::remove_all(dir);
+}
