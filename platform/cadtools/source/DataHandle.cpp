@@ -1,4 +1,5 @@
 #include <cadtools/DataHandle.h>
+#include <cadtools/LogUtils.h>
 
 #include <gp_GTrsf.hxx>
 
@@ -34,8 +35,6 @@ constexpr std::size_t ReadChunk = 64 * 1024;
 // Depth of the deepest value jsoncpp's reader takes, the root at depth 1: a deeper document is
 // refused whichever parser reads it.
 constexpr int ReaderDepthLimit = 1000;
-// The text jsoncpp writes for an infinite number, which its reader reads back as infinite.
-constexpr const char* InfiniteText = "1e+9999";
 // Size of the buffer through which a document is written to its file.
 constexpr std::size_t WriteBufferSize = 64 * 1024;
 
@@ -152,31 +151,32 @@ bool ToValue(const simdjson::dom::element& element, int depth, Json::Value& out)
   return false;
 }
 
-// Returns what jsoncpp's reader, with its default features, makes of [begin, end); null when it
-// fails.
-Json::Value ReadByJsoncpp(const char* begin, const char* end)
+// Returns what jsoncpp's reader, with its default features, makes of [begin, end); null, with the
+// reader's account in `errors`, when it fails.
+Json::Value ReadByJsoncpp(const char* begin, const char* end, std::string& errors)
 {
   const Json::CharReaderBuilder builder;
   const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value root;
-  std::string errors;
   try
   {
     return reader->parse(begin, end, &root, &errors) ? root : Json::Value();
   }
-  catch (const Json::Exception&)
+  catch (const Json::Exception& error)
   {
     // Nesting deeper than the reader's limit.
+    errors = error.what();
     return Json::Value();
   }
 }
 
 using FileWriter = rapidjson::PrettyWriter<rapidjson::FileWriteStream>;
 
-// Writes `value` through `writer`. A not-a-number is written as null and an infinite number as
-// jsoncpp writes it. rapidjson writes the text about twice as fast as jsoncpp's stream writer, which
-// kept a display tree's save well above the plain BRep write of its shapes.
-bool WriteValue(const Json::Value& value, FileWriter& writer)
+// Writes `value` through `writer`; stops with false, and `nonFinite` set, at a not-a-number or an
+// infinity, which no JSON reader reads back as written. rapidjson writes the text about twice as
+// fast as jsoncpp's stream writer, which kept a display tree's save well above the plain BRep write
+// of its shapes.
+bool WriteValue(const Json::Value& value, FileWriter& writer, bool& nonFinite)
 {
   switch (value.type())
   {
@@ -189,14 +189,8 @@ bool WriteValue(const Json::Value& value, FileWriter& writer)
   case Json::realValue:
   {
     const double number = value.asDouble();
-    if (std::isnan(number))
-      return writer.Null();
-    if (std::isinf(number))
-    {
-      const std::string text = (number < 0.0 ? "-" : "") + std::string(InfiniteText);
-      return writer.RawValue(text.data(), text.size(), rapidjson::kNumberType);
-    }
-    return writer.Double(number);
+    nonFinite = !std::isfinite(number);
+    return !nonFinite && writer.Double(number);
   }
   case Json::stringValue:
   {
@@ -210,7 +204,7 @@ bool WriteValue(const Json::Value& value, FileWriter& writer)
   case Json::arrayValue:
     writer.StartArray();
     for (const Json::Value& element : value)
-      if (!WriteValue(element, writer))
+      if (!WriteValue(element, writer, nonFinite))
         return false;
     return writer.EndArray();
   case Json::objectValue:
@@ -219,7 +213,7 @@ bool WriteValue(const Json::Value& value, FileWriter& writer)
     {
       const char* end = nullptr;
       const char* name = member.memberName(&end);
-      if (!writer.Key(name, static_cast<rapidjson::SizeType>(end - name)) || !WriteValue(*member, writer))
+      if (!writer.Key(name, static_cast<rapidjson::SizeType>(end - name)) || !WriteValue(*member, writer, nonFinite))
         return false;
     }
     return writer.EndObject();
@@ -228,7 +222,7 @@ bool WriteValue(const Json::Value& value, FileWriter& writer)
 }
 
 // Returns whether `json` was written whole to the new file `path`.
-bool WriteFile(const Json::Value& json, const fs::path& path)
+bool WriteFile(const Json::Value& json, const fs::path& path, bool& nonFinite)
 {
   std::FILE* file = std::fopen(path.c_str(), "wb");
   if (file == nullptr)
@@ -237,7 +231,7 @@ bool WriteFile(const Json::Value& json, const fs::path& path)
   rapidjson::FileWriteStream stream(file, buffer.data(), buffer.size());
   FileWriter writer(stream);
   writer.SetIndent(' ', 2);
-  bool ok = WriteValue(json, writer);
+  bool ok = WriteValue(json, writer, nonFinite);
   stream.Put('\n');
   stream.Flush();
   ok = std::ferror(file) == 0 && ok;
@@ -260,7 +254,14 @@ Json::Value DataHandle::LoadJson(const std::string& path)
       return ToValue(root, 1, value) ? value : Json::Value();
     }
     // Not strict JSON: comments, trailing commas, text after the root, numbers out of range ...
-    return ReadByJsoncpp(text.data(), text.data() + text.size());
+    std::string errors;
+    Json::Value value = ReadByJsoncpp(text.data(), text.data() + text.size(), errors);
+    std::replace(errors.begin(), errors.end(), '\n', ' ');
+    errors.erase(errors.find_last_not_of(' ') + 1);
+    if (value.isNull() && !errors.empty())
+      LogUtils::LogWrite(WORKPIECE_LOC("DataHandle::LoadJson"), SPDLOG_LEVEL_ERROR,
+                         "JSON文件无法读取：" + path + "：" + errors);
+    return value;
   }
   catch (const std::exception&)
   {
@@ -273,7 +274,8 @@ bool DataHandle::SaveJson(const Json::Value& json, const std::string& path)
   const fs::path target(path);
   const fs::path temp = TemporaryBeside(target);
   std::error_code ec;
-  if (WriteFile(json, temp))
+  bool nonFinite = false;
+  if (WriteFile(json, temp, nonFinite))
     fs::rename(temp, target, ec);
   else
     ec = std::make_error_code(std::errc::io_error);
@@ -281,6 +283,9 @@ bool DataHandle::SaveJson(const Json::Value& json, const std::string& path)
   {
     std::error_code ignored;
     fs::remove(temp, ignored);
+    if (nonFinite)
+      LogUtils::LogWrite(WORKPIECE_LOC("DataHandle::SaveJson"), SPDLOG_LEVEL_ERROR,
+                         "JSON文档含非有限数值，未保存：" + path);
     return false;
   }
   return true;

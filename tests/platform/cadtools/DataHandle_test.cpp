@@ -1,6 +1,7 @@
 #include <cadtools/DataHandle.h>
 #include <cadtools/gpHandle.h>
 
+#include "support/LogCapture.h"
 #include "support/ViewTrees.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 #include <iomanip>
+#include <limits>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -169,6 +171,37 @@ TEST(DataHandle, JsonFilesRoundTripAndFailedSavesKeepThePreviousFile)
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "a save into a read-only folder reports failure";
   EXPECT_EQ(ReadAll(file), before);
+}
+
+TEST(DataHandle, NonFiniteNumbersAreNeverSavedAndUnreadableFilesAreReported)
+{
+  TempDir dir;
+  const std::string file = (dir.path / "doc.json").string();
+  Json::Value doc(Json::objectValue);
+  doc["joint"] = 1.5;
+  ASSERT_TRUE(DataHandle::SaveJson(doc, file));
+  const std::string before = ReadAll(file);
+  for (const double bad : {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+                           std::numeric_limits<double>::quiet_NaN()})
+  {
+    Json::Value hostile = doc;
+    hostile["deep"]["list"].append(0.25);
+    hostile["deep"]["list"].append(bad);
+    const LogCapture log;
+    EXPECT_FALSE(DataHandle::SaveJson(hostile, file)) << bad;
+    EXPECT_TRUE(log.Contains(4, "JSON文档含非有限数值，未保存：" + file, "DataHandle::SaveJson")) << bad;
+    EXPECT_EQ(ReadAll(file), before) << bad;
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.path), fs::directory_iterator()), 1) << "no temporary left";
+  }
+  // A file another writer left with an out-of-range number reads as nothing, and says why.
+  std::ofstream(file, std::ios::binary | std::ios::trunc) << "{\"joint\": 1e+9999}";
+  const LogCapture log;
+  EXPECT_TRUE(DataHandle::LoadJson(file).isNull());
+  const auto messages = log.Messages();
+  ASSERT_EQ(messages.size(), 1u);
+  EXPECT_EQ(messages[0].function, "DataHandle::LoadJson");
+  EXPECT_EQ(messages[0].text.rfind("JSON文件无法读取：" + file, 0), 0u) << messages[0].text;
+  EXPECT_NE(messages[0].text.find("1e+9999"), std::string::npos) << messages[0].text;
 }
 
 TEST(DataHandle, DocumentsReadAsJsoncppReadsThem)

@@ -11,10 +11,12 @@ class DataHandle
 {
 public:
   // Returns the document in `path` as jsoncpp's reader reads it (comments and trailing commas
-  // allowed), or a null value when the file is missing, malformed or nested over 1000 deep.
+  // allowed), or a null value when the file is missing, malformed or nested over 1000 deep; a file
+  // that is there but unreadable is logged at error level with the reader's account.
   static Json::Value LoadJson(const std::string& path);
 
-  // Writes `json` to `path` atomically; returns false (previous file intact) on failure.
+  // Writes `json` to `path` atomically; returns false (previous file intact) on failure, and for a
+  // document holding a not-a-number or an infinity, which could not be read back (logged).
   static bool SaveJson(const Json::Value& json, const std::string& path);
 
   // Returns [x, y, z, rx, ry, rz]: millimetres and fixed-axis degrees, R = Rz(rz)·Ry(ry)·Rx(rx).
