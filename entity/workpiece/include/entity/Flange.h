@@ -41,7 +41,8 @@ public:
   // The flange frame relative to its link.
   const gp_Trsf& GetTrsf() const { return myTrsf; }
   // Replaces the transform without moving the installed entity.
-  void SetTrsf(const gp_Trsf& trsf) { myTrsf = trsf; }
+  // Throws a WorkpieceError (tag "_number"), keeping the flange as it was, for a NaN or an infinity.
+  void SetTrsf(const gp_Trsf& trsf);
   // Id of the installed entity's root display shape as last read from JSON.
   const Uuid& GetChildEntityId() const { return myChildEntityId; }
 

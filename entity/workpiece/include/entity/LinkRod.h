@@ -40,14 +40,15 @@ public:
   // Type as configured and saved (LinearX … RotaryZ).
   JointType GetConfigJointType() const { return myConfigJointType; }
   const AxisRange& GetLimit() const { return myLimit; }
-  void SetLimit(const AxisRange& range) { myLimit = range; }
+  // The setters throw a WorkpieceError (tag "_number"), keeping the link as it was, for a NaN or an infinity.
+  void SetLimit(const AxisRange& range);
   // Joint axis in the entity frame at the zero pose.
   const gp_Ax1& GetAx1() const { return myAxis; }
-  void SetAx1(const gp_Ax1& axis) { myAxis = axis; }
+  void SetAx1(const gp_Ax1& axis);
   const gp_Dir& GetDirection() const { return myAxis.Direction(); }
   // The link's frame relative to its parent's frame (the entity's root frame for a base link).
   const gp_Trsf& GetCenterTrsf() const { return myCenterTrsf; }
-  void SetCenterTrsf(const gp_Trsf& trsf) { myCenterTrsf = trsf; }
+  void SetCenterTrsf(const gp_Trsf& trsf);
   // Current world displacement of the link.
   const gp_Trsf& GetWcs() const { return myWcs; }
   void SetPositionWcs(const gp_Trsf& trsf);
@@ -76,7 +77,8 @@ public:
   gp_Dir GetCenterAxis() const;
 
   // Stores `value` and, for a rotary or linear joint, moves the link after its father;
-  // returns false (value stored, link unmoved) for a joint that cannot move.
+  // returns false (value stored, link unmoved) for a joint that cannot move, and false with
+  // nothing stored for a NaN or an infinity.
   bool Forward(double value);
   // Forward to the reset state.
   bool Reset() { return Forward(myResetState); }
@@ -118,6 +120,9 @@ protected:
   void LoadFromJson(const Json::Value& json);
 
 private:
+  // Sets the world transform, which the joint motion has already made finite, without a check.
+  void AssignWcs(const gp_Trsf& trsf);
+
   double myJointValue = 0.0;
   gp_Trsf myWcs;
   std::vector<LinkRod*> mySubLinks;

@@ -2,13 +2,23 @@
 
 #include <entity/GenericEntity.h>
 
+#include "mechanism/FiniteCheck.h"
+
 #include <cadtools/DataHandle.h>
+#include <cadtools/LogUtils.h>
 
 #include <algorithm>
 
 Flange::Flange(unsigned long long linkHash, LinkRod* link, const gp_Trsf& trsf)
   : myLinkRodIndex(linkHash), myLink(link), myTrsf(trsf)
 {
+  FiniteCheck::RequireTrsf(WORKPIECE_LOC("Flange::Flange"), trsf);
+}
+
+void Flange::SetTrsf(const gp_Trsf& trsf)
+{
+  FiniteCheck::RequireTrsf(WORKPIECE_LOC("Flange::SetTrsf"), trsf);
+  myTrsf = trsf;
 }
 
 Flange::~Flange()
@@ -43,6 +53,7 @@ Json::Value Flange::ToJson() const
 
 void Flange::ChangeTrsf(const gp_Trsf& trsf)
 {
+  FiniteCheck::RequireTrsf(WORKPIECE_LOC("Flange::ChangeTrsf"), trsf);
   myTrsf = trsf;
   if (myEntity != nullptr)
     myEntity->ChangeLocation(myEntity->GetParentEntityTrsf() * trsf);

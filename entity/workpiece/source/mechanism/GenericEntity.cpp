@@ -1,11 +1,13 @@
 #include <entity/GenericEntity.h>
 
 #include "core/EntityLog.h"
+#include "mechanism/FiniteCheck.h"
 
 #include <cadtools/DataHandle.h>
 #include <cadtools/LogUtils.h>
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 namespace
@@ -36,6 +38,7 @@ void GenericEntity::SetRootMdlTrsf(const gp_Trsf& trsf)
 
 void GenericEntity::UpdateRootTrsf(const gp_Trsf& trsf, bool updateView)
 {
+  FiniteCheck::RequireTrsf(WORKPIECE_LOC("GenericEntity::UpdateRootTrsf"), trsf);
   myRootMdlTrsf = trsf;
   const opencascade::handle<ViewShape> root = GetRootMdl();
   if (updateView)
@@ -104,6 +107,7 @@ void GenericEntity::SetCurrentValue(const std::vector<double>& values, unsigned 
 {
   // A short vector from a caller sets what it has rather than reading past its end.
   const size_t count = std::min(values.size(), myCurrentValue.size());
+  FiniteCheck::RequireValues(WORKPIECE_LOC("GenericEntity::SetCurrentValue"), values, count);
   std::copy(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(count), myCurrentValue.begin());
 }
 
@@ -156,7 +160,8 @@ std::vector<double> GenericEntity::GetCurrentValueUi(unsigned long long) const
 bool GenericEntity::Forward(const std::vector<double>& values)
 {
   const size_t count = myLinkRods.size();
-  if (values.size() < count)
+  // Checked before the first link moves, so that a refused vector leaves every link where it was.
+  if (values.size() < count || !FiniteCheck::Values(values, count))
     return false;
   for (size_t i = 0; i < count; ++i)
     if (!myLinkRods[i]->Forward(values[i]))
@@ -167,7 +172,7 @@ bool GenericEntity::Forward(const std::vector<double>& values)
 bool GenericEntity::Forward(int index, double value, bool checkLimit)
 {
   // Index i names the link after the base, at list position i + 1.
-  if (index < 0 || index + 1 >= EntityDof())
+  if (index < 0 || index + 1 >= EntityDof() || !std::isfinite(value))
     return false;
   const size_t position = static_cast<size_t>(index) + 1;
   LinkRod& link = *myLinkRods[position];
@@ -183,7 +188,7 @@ bool GenericEntity::Forward(int index, double value, bool checkLimit)
 bool GenericEntity::ForwardTrsf(unsigned long long system, bool updateView, bool checkLimit)
 {
   const std::vector<double>& values = GetCurrentValue(system);
-  if (checkLimit && !IsInLimit(values, system, ForwardLimitTolerance))
+  if (!FiniteCheck::Values(values, values.size()) || (checkLimit && !IsInLimit(values, system, ForwardLimitTolerance)))
     return false;
   const bool ok = Forward(myCurrentValue);
   UpdateMdls(updateView);
@@ -193,6 +198,9 @@ bool GenericEntity::ForwardTrsf(unsigned long long system, bool updateView, bool
 
 bool GenericEntity::ForwardTrsf(const std::vector<double>& values, bool updateView, bool checkLimit)
 {
+  // Refused before they are stored, so that the current values stay those of the present pose.
+  if (!FiniteCheck::Values(values, myCurrentValue.size()))
+    return false;
   SetCurrentValue(values, 0);
   return ForwardTrsf(0, updateView, checkLimit);
 }
@@ -226,6 +234,8 @@ bool GenericEntity::Reset()
 
 std::tuple<bool, std::vector<double>> GenericEntity::CheckAndAjustStateByLimit(const std::vector<double>& state)
 {
+  if (!FiniteCheck::Values(state, state.size()))
+    return {false, {}};
   if (myLinkRods.size() == 1)
     return {true, state};
   if (state.size() + 1 != myLinkRods.size())

@@ -1,6 +1,7 @@
 #include <entity/LinkRod.h>
 
 #include "core/EntityLog.h"
+#include "mechanism/FiniteCheck.h"
 
 #include <entity/GenericEntity.h>
 
@@ -102,7 +103,31 @@ gp_Dir LinkRod::GetCenterAxis() const
   return RotationColumn(myCenterTrsf, AxisIndex(myConfigJointType));
 }
 
+void LinkRod::SetLimit(const AxisRange& range)
+{
+  FiniteCheck::RequireRange(WORKPIECE_LOC("LinkRod::SetLimit"), range);
+  myLimit = range;
+}
+
+void LinkRod::SetAx1(const gp_Ax1& axis)
+{
+  FiniteCheck::RequireAx1(WORKPIECE_LOC("LinkRod::SetAx1"), axis);
+  myAxis = axis;
+}
+
+void LinkRod::SetCenterTrsf(const gp_Trsf& trsf)
+{
+  FiniteCheck::RequireTrsf(WORKPIECE_LOC("LinkRod::SetCenterTrsf"), trsf);
+  myCenterTrsf = trsf;
+}
+
 void LinkRod::SetPositionWcs(const gp_Trsf& trsf)
+{
+  FiniteCheck::RequireTrsf(WORKPIECE_LOC("LinkRod::SetPositionWcs"), trsf);
+  AssignWcs(trsf);
+}
+
+void LinkRod::AssignWcs(const gp_Trsf& trsf)
 {
   myWcs = trsf;
   myWcsRotation = IsRigid(trsf) ? trsf.GetRotation() : gp_Quaternion();
@@ -111,6 +136,8 @@ void LinkRod::SetPositionWcs(const gp_Trsf& trsf)
 bool LinkRod::Forward(double value)
 {
   static const gp_Trsf identity;
+  if (!std::isfinite(value))
+    return false;
   const gp_Trsf& father =
     myParent ? myParent->myWcs : (myRootEntity ? myRootEntity->GetRootMdlTrsf() : identity);
   myJointValue = value;
@@ -127,7 +154,7 @@ bool LinkRod::Forward(double value)
       motion.SetRotation(myAxis, delta);
     else
       motion.SetTranslation(gp_Vec(u) * delta);
-    SetPositionWcs(father * motion);
+    AssignWcs(father * motion);
     return true;
   }
   if (myJointType == JointType::Linear)
@@ -279,7 +306,7 @@ void LinkRod::LoadFromJson(const Json::Value& json)
     return json.isObject() ? json[key] : Json::Value::nullSingleton();
   };
   const auto number = [&member](const char* key, double fallback) {
-    return member(key).isNumeric() ? member(key).asDouble() : fallback;
+    return member(key).isNumeric() && std::isfinite(member(key).asDouble()) ? member(key).asDouble() : fallback;
   };
   myJointValue = number("joint_value", 0.0);
   myConfigJointType = member("joint_type").isInt() ? static_cast<JointType>(member("joint_type").asInt()) : JointType::None;

@@ -253,3 +253,76 @@ TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
   EXPECT_TRUE(positioner->GetLink(0)->GetAx1().IsCoaxial(tiltAxis, 1e-12, 1e-9));
   EXPECT_THROW(positioner->RemoveLinkRod(elbow.get()), WorkpieceError);
 }
+
+TEST(GenericEntity, NonFiniteValuesLimitsAndTransformsAreRefusedWithTheStateUnchanged)
+{
+  auto robot = Mechanisms::BuildRobot();
+  auto tool = Mechanisms::BuildTool();
+  robot->SetChildEntity(0, tool.get());
+  const std::vector<double> pose{0.0, 0.1, 0.2, -0.3, 0.4, 0.5, 0.6};
+  ASSERT_TRUE(robot->ForwardTrsf(pose, false, true));
+  const gp_Trsf root = robot->GetRootMdlTrsf(), end = robot->GetLink(6)->GetWcs(), toolPlace = tool->GetRootMdlTrsf();
+  const gp_Trsf flange = robot->GetFlangeByIndex(0)->GetTrsf();
+  const auto unchanged = [&](const std::string& what) {
+    EXPECT_EQ(robot->GetCurrentValue(0), pose) << what;
+    for (size_t i = 0; i < pose.size(); ++i)
+      EXPECT_EQ(robot->GetLink(i)->CurrentJointValue(), pose[i]) << what << " link " << i;
+    EXPECT_TRUE(gpHandle::IsSameTrsf(robot->GetLink(6)->GetWcs(), end, 0.0) && gpHandle::IsSameTrsf(tool->GetRootMdlTrsf(), toolPlace, 0.0) &&
+                gpHandle::IsSameTrsf(robot->GetRootMdlTrsf(), root, 0.0) &&
+                gpHandle::IsSameTrsf(robot->GetFlangeByIndex(0)->GetTrsf(), flange, 0.0)) << what;
+  };
+  for (const double bad : {std::nan(""), HUGE_VAL, -HUGE_VAL})
+    for (const size_t at : {size_t(1), size_t(6)})
+    {
+      const std::string what = std::to_string(bad) + " at " + std::to_string(at);
+      std::vector<double> values = pose;
+      values[at] = bad;
+      EXPECT_FALSE(robot->Forward(values)) << what;
+      unchanged(what + " Forward");
+      for (const bool check : {true, false})
+        EXPECT_FALSE(robot->ForwardTrsf(values, false, check)) << what << check;
+      unchanged(what + " ForwardTrsf");
+      EXPECT_FALSE(robot->Forward(static_cast<int>(at) - 1, bad, false)) << what;
+      EXPECT_FALSE(robot->GetLink(at)->Forward(bad)) << what;
+      unchanged(what + " Forward one");
+      EXPECT_FALSE(std::get<0>(robot->CheckAndAjustStateByLimit(std::vector<double>(values.begin() + 1, values.end()))));
+      robot->ChangeCurrentValue()[at] = bad;
+      EXPECT_FALSE(robot->ForwardTrsf(0, false, false)) << what << " written in place";
+      robot->ChangeCurrentValue() = pose;
+      EXPECT_EQ(ErrorText([&] { robot->SetCurrentValue(values, 0); }), "_numberGenericEntity::SetCurrentValue关节值含非有限数值");
+      unchanged(what + " SetCurrentValue");
+    }
+  // Transforms, axes and limits that enter the mechanism, each refused with a logged error.
+  gp_Trsf nanTurn, infShift;
+  nanTurn.SetRotation(gp::OZ(), std::nan(""));
+  infShift.SetTranslation(gp_Vec(0, HUGE_VAL, 0));
+  LinkRod& link = *robot->GetLink(3);
+  const AxisRange limit = link.GetLimit();
+  const gp_Ax1 axis = link.GetAx1();
+  const gp_Trsf center = link.GetCenterTrsf();
+  const size_t flanges = robot->GetFlange().size();
+  const std::string trsf = "变换含非有限数值";
+  for (const gp_Trsf& bad : {nanTurn, infShift})
+    for (const auto& [call, function, message] : std::vector<std::tuple<std::function<void()>, std::string, std::string>>{
+           {[&] { robot->SetRootMdlTrsf(bad); }, "GenericEntity::UpdateRootTrsf", trsf},
+           {[&] { robot->TransformedBy(bad); }, "GenericEntity::UpdateRootTrsf", trsf},
+           {[&] { robot->ChangeLocation(bad); }, "GenericEntity::UpdateRootTrsf", trsf},
+           {[&] { robot->AddFlange(link.GetLinkHashIndex(), bad); }, "Flange::Flange", trsf},
+           {[&] { robot->GetFlangeByIndex(0)->SetTrsf(bad); }, "Flange::SetTrsf", trsf},
+           {[&] { robot->GetFlangeByIndex(0)->ChangeTrsf(bad); }, "Flange::ChangeTrsf", trsf},
+           {[&] { link.SetCenterTrsf(bad); }, "LinkRod::SetCenterTrsf", trsf},
+           {[&] { link.SetPositionWcs(bad); }, "LinkRod::SetPositionWcs", trsf},
+           {[&] { link.SetAx1(gp_Ax1(gp_Pnt(bad.TranslationPart()), gp::DZ())); }, "LinkRod::SetAx1", "关节轴含非有限数值"},
+           {[&] { link.SetLimit(AxisRange{bad.Value(1, 1) + bad.Value(2, 4), 1.0}); }, "LinkRod::SetLimit", "限位含非有限数值"}})
+    {
+      if (function == "LinkRod::SetAx1" && &bad == &nanTurn)
+        continue; // the rotation's NaN is in its matrix, not in its translation
+      LogCapture log;
+      EXPECT_EQ(ErrorText(call), "_number" + function + message);
+      EXPECT_TRUE(log.Contains(5, message, function)) << function;
+      unchanged(function);
+      EXPECT_TRUE(link.GetLimit().lower == limit.lower && link.GetAx1().Location().Distance(axis.Location()) == 0.0 &&
+                  gpHandle::IsSameTrsf(link.GetCenterTrsf(), center, 0.0) && robot->GetFlange().size() == flanges) << function;
+    }
+  EXPECT_TRUE(robot->ForwardTrsf(pose, false, true)) << "a refused value leaves the mechanism able to move";
+}
