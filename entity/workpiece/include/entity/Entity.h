@@ -114,6 +114,12 @@ protected:
   void CheckSubMdlHasLayer();
   // Forgets every registered part (the display tree is left as it is).
   void ClearSubMdls() { mySubMdls.clear(); }
+  // The take-over of a new display tree in two steps, so that a subclass changes its own state only
+  // once the tree is known to be good. The first cleans the tree's small bodies and builds its whole
+  // mesh, changing nothing of the entity (a WorkpieceError when the kernel refuses the tree); the
+  // second makes the tree the root with that mesh. Both do nothing for a null tree.
+  std::shared_ptr<MeshData> PrepareEntityShape(const opencascade::handle<ViewShape>& shape) const;
+  void CommitEntityShape(const opencascade::handle<ViewShape>& shape, std::shared_ptr<MeshData> mesh);
 
 private:
   // Returns the shape without its small bodies (logs and returns it unchanged on failure).

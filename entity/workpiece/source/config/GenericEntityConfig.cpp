@@ -107,6 +107,8 @@ GenericEntityConfig::GenericEntityConfig(GenericEntity* other)
 
 void GenericEntityConfig::SetEntityShape(const opencascade::handle<ViewShape>& shape)
 {
+  // The links and flanges go only once the new tree is taken over whole.
+  std::shared_ptr<MeshData> mesh = PrepareEntityShape(shape);
   ClearSubMdls();
   myFlanges.clear();
   myLinkRods.clear();
@@ -114,7 +116,7 @@ void GenericEntityConfig::SetEntityShape(const opencascade::handle<ViewShape>& s
   myRootLinkHashes.clear();
   myFixMdls.clear();
   UpdateStateSize();
-  GenericEntity::SetEntityShape(shape);
+  CommitEntityShape(shape, std::move(mesh));
 }
 
 void GenericEntityConfig::LoadFromJson(const Json::Value& json)

@@ -197,6 +197,13 @@ void Entity::SetEntityShape(const Handle(ViewShape)& shape)
 {
   if (shape.IsNull())
     return;
+  CommitEntityShape(shape, PrepareEntityShape(shape));
+}
+
+std::shared_ptr<MeshData> Entity::PrepareEntityShape(const Handle(ViewShape)& shape) const
+{
+  if (shape.IsNull())
+    return nullptr;
   std::vector<Handle(ViewShape)> nodes = shape->GetAllSubViewShapes();
   nodes.insert(nodes.begin(), shape);
   for (const Handle(ViewShape)& node : nodes)
@@ -205,9 +212,6 @@ void Entity::SetEntityShape(const Handle(ViewShape)& shape)
     if (!cleaned.IsSame(node->GetEntityShape()))
       node->SetEntityShape(cleaned);
   }
-  // The whole mesh is built before the root is replaced: a tree whose meshing fails (and throws)
-  // leaves the entity with its previous tree.
-  std::shared_ptr<MeshData> whole;
   try
   {
     std::vector<MeshPiece> pieces;
@@ -218,14 +222,20 @@ void Entity::SetEntityShape(const Handle(ViewShape)& shape)
       else if (!node->GetEntityShape().IsNull())
         pieces.push_back({node->GetEntityShape(), nullptr, node->Transformation()});
     }
-    whole = BuildWholeMesh(pieces, MeshDeflection(shape));
+    return BuildWholeMesh(pieces, MeshDeflection(shape));
   }
   catch (const Standard_Failure&)
   {
     EntityLog::Fail(WORKPIECE_LOC("Entity::SetEntityShape"), "模型实体加载错误");
   }
+}
+
+void Entity::CommitEntityShape(const Handle(ViewShape)& shape, std::shared_ptr<MeshData> mesh)
+{
+  if (shape.IsNull())
+    return;
   SetRootMdl(shape);
-  myMesh = std::move(whole);
+  myMesh = std::move(mesh);
   myPendingMesh = {};
   myLoadMeshModel = false;
   MeshRegistry& registry = Registry();

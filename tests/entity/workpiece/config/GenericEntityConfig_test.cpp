@@ -7,6 +7,8 @@
 #include <entity/ViewShapeUtil.h>
 
 #include <cadtools/WorkpieceError.h>
+#include <mesh/AIS_Mesh.h>
+#include <mesh/MeshData.h>
 
 #include <json/reader.h>
 
@@ -244,4 +246,26 @@ TEST(GenericEntityConfig, ForwardLinkAndUpdateMdlTakesValuesWithinAMillionthOfTh
   EXPECT_THROW(e.ForwardLinkAndUpdateMdl(tilt, Inf), WorkpieceError);
   EXPECT_THROW(e.RecursiveLinkValue(tilt, NaN), WorkpieceError);
   EXPECT_NEAR(tilt->CurrentJointValue(), M_PI / 2, 1e-12);
+}
+
+TEST(GenericEntityConfig, ATreeTheTakeOverRefusesLeavesLinksAndFlanges)
+{
+  Rig rig;
+  rig.entity.LoadFromJson(rig.Chain(1));
+  ASSERT_EQ(rig.entity.GetLinkSize(), 3u);
+  const size_t flanges = rig.entity.GetFlange().size();
+  // A mesh part with an all-zero placement: the whole mesh cannot be built from it.
+  auto triangle = std::make_shared<MeshData>();
+  triangle->Vertices = {gp_XYZ(0, 0, 0), gp_XYZ(1, 0, 0), gp_XYZ(1, 1, 0)};
+  triangle->Triangles = {{0, 1, 2}};
+  triangle->Transform.fill(0.0);
+  Handle(mesh::AIS_Mesh) degenerate = new mesh::AIS_Mesh();
+  degenerate->AddMesh(triangle);
+  Handle(ShapeEntity) bad = ViewTrees::BoxTree(1);
+  bad->GetAllSubViewShapes()[0]->SetModelType(ViewShape::MeshModel);
+  bad->GetAllSubViewShapes()[0]->AddChildWithCurrentTransformation(degenerate);
+  EXPECT_EQ(ErrorText([&] { rig.entity.SetEntityShape(bad); }), "Entity::SetEntityShape模型实体加载错误");
+  EXPECT_TRUE(rig.entity.GetRootMdl() == rig.tree && rig.entity.GetSubMdls().size() == 4u);
+  EXPECT_TRUE(rig.entity.GetLinkSize() == 3u && rig.entity.GetFlange().size() == flanges && rig.entity.GetRootLinkNum() == 1);
+  EXPECT_TRUE(rig.entity.ForwardTrsf(std::vector<double>{0.1, 0.2, 30.0}, false, true)) << "the mechanism still moves";
 }
