@@ -15,21 +15,6 @@ bool IsFinite(const gp_XYZ& xyz)
 }
 } // namespace
 
-bool FiniteCheck::Values(const std::vector<double>& values, std::size_t count)
-{
-  const auto end = values.begin() + static_cast<std::ptrdiff_t>(std::min(count, values.size()));
-  return std::all_of(values.begin(), end, [](double v) { return std::isfinite(v); });
-}
-
-bool FiniteCheck::Trsf(const gp_Trsf& trsf)
-{
-  const gp_Mat& m = trsf.HVectorialPart();
-  for (int r = 1; r <= 3; ++r)
-    if (!IsFinite(m.Row(r)))
-      return false;
-  return std::isfinite(trsf.ScaleFactor()) && IsFinite(trsf.TranslationPart());
-}
-
 void FiniteCheck::RequireTrsf(const spdlog::source_loc& location, const gp_Trsf& trsf)
 {
   if (!Trsf(trsf))

@@ -188,7 +188,8 @@ bool GenericEntity::Forward(int index, double value, bool checkLimit)
 bool GenericEntity::ForwardTrsf(unsigned long long system, bool updateView, bool checkLimit)
 {
   const std::vector<double>& values = GetCurrentValue(system);
-  if (!FiniteCheck::Values(values, values.size()) || (checkLimit && !IsInLimit(values, system, ForwardLimitTolerance)))
+  // The limit check refuses NaN and infinities by itself.
+  if (checkLimit ? !IsInLimit(values, system, ForwardLimitTolerance) : !FiniteCheck::Values(values, values.size()))
     return false;
   const bool ok = Forward(myCurrentValue);
   UpdateMdls(updateView);

@@ -247,14 +247,5 @@ TEST(Entity, FailedLoadOfADegenerateMeshLeavesTheEntityAsItWas)
   EXPECT_TRUE(log.Contains(4, "模型实体加载错误", "Entity::LoadFromJson"));
   EXPECT_TRUE(entity.GetRootMdl() == before && entity.GetSubMdls() == parts && entity.GetMeshPtr() == mesh);
   EXPECT_EQ(entity.GetName(), "cell");
-  // The same mesh handed over in memory fails the take-over before the root is replaced.
-  triangle->Transform.fill(0.0);
-  Handle(mesh::AIS_Mesh) degenerate = new mesh::AIS_Mesh();
-  degenerate->AddMesh(triangle);
-  Handle(ShapeEntity) memoryRoot = ViewTrees::BoxTree(1);
-  memoryRoot->GetAllSubViewShapes()[0]->SetModelType(ViewShape::MeshModel);
-  memoryRoot->GetAllSubViewShapes()[0]->AddChildWithCurrentTransformation(degenerate);
-  EXPECT_EQ(ErrorText([&] { entity.SetEntityShape(memoryRoot); }), "Entity::SetEntityShape模型实体加载错误");
-  EXPECT_TRUE(entity.GetRootMdl() == before && entity.GetSubMdls() == parts && entity.GetMeshPtr() == mesh);
   std::filesystem::remove_all(dir);
 }

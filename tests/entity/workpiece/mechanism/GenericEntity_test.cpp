@@ -285,7 +285,6 @@ TEST(GenericEntity, NonFiniteValuesLimitsAndTransformsAreRefusedWithTheStateUnch
       EXPECT_FALSE(robot->Forward(static_cast<int>(at) - 1, bad, false)) << what;
       EXPECT_FALSE(robot->GetLink(at)->Forward(bad)) << what;
       unchanged(what + " Forward one");
-      EXPECT_FALSE(std::get<0>(robot->CheckAndAjustStateByLimit(std::vector<double>(values.begin() + 1, values.end()))));
       robot->ChangeCurrentValue()[at] = bad;
       EXPECT_FALSE(robot->ForwardTrsf(0, false, false)) << what << " written in place";
       robot->ChangeCurrentValue() = pose;
