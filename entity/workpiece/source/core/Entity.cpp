@@ -2,6 +2,7 @@
 #include <entity/ViewShapeUtil.h>
 
 #include "core/EntityLog.h"
+#include "mechanism/FiniteCheck.h"
 
 #include <cadtools/DataHandle.h>
 #include <cadtools/LogUtils.h>
@@ -255,6 +256,7 @@ void Entity::SetRootMdl(const Handle(ViewShape)& root)
 
 void Entity::SetRootMdlTrsf(const gp_Trsf& trsf)
 {
+  FiniteCheck::RequireTrsf(WORKPIECE_LOC("Entity::SetRootMdlTrsf"), trsf);
   myRootMdl->SetTransformation(trsf, true);
 }
 

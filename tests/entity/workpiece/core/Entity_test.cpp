@@ -23,6 +23,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <functional>
 #include <set>
@@ -247,5 +248,11 @@ TEST(Entity, FailedLoadOfADegenerateMeshLeavesTheEntityAsItWas)
   EXPECT_TRUE(log.Contains(4, "模型实体加载错误", "Entity::LoadFromJson"));
   EXPECT_TRUE(entity.GetRootMdl() == before && entity.GetSubMdls() == parts && entity.GetMeshPtr() == mesh);
   EXPECT_EQ(entity.GetName(), "cell");
+  // Nor does a placement with a NaN move it.
+  const gp_Trsf placed = before->LocalTransformation();
+  gp_Trsf nanShift;
+  nanShift.SetTranslation(gp_Vec(std::nan(""), 0, 0));
+  EXPECT_EQ(ErrorText([&] { entity.SetRootMdlTrsf(nanShift); }), "_numberEntity::SetRootMdlTrsf变换含非有限数值");
+  EXPECT_TRUE(gpHandle::IsSameTrsf(before->LocalTransformation(), placed, 0.0));
   std::filesystem::remove_all(dir);
 }
