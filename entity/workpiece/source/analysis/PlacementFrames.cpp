@@ -44,13 +44,11 @@ std::pair<double, double> Reach(const Bnd_OBB& box, const gp_Dir& dir)
 } // namespace
 
 gp_Trsf PlacementFrames::PlaceOnFace(const TopoDS_Face& face, const opencascade::handle<ViewShape>& view,
-                                     const gp_Trsf& target, const gp_Pnt& point, const gp_Dir& dir)
+                                     const gp_Dir& longest, const gp_Trsf& target, const gp_Pnt& point,
+                                     const gp_Dir& dir)
 {
   const gp_Trsf support = gpHandle::ReverseTrsfDirection(gpHandle::CalculateFaceNormalTrsf(face));
   const gp_Trsf placement = target * support.Inverted();
-  const gp_Dir longest = gpHandle::GetOBBlengthAndDir(ShapeHandle::GetTopoShapeBndOBB(view->GetEntityShape(), BoxTol))
-                           .back()
-                           .second;
   return TurnAlong(placement, longest, point, dir) * view->Transformation().Inverted();
 }
 

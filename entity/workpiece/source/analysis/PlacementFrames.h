@@ -20,9 +20,10 @@
 class PlacementFrames
 {
 public:
-  // Lays `face` of the display shape onto the target plane, its long side turned along `dir`.
+  // Lays `face` of the display shape onto the target plane and turns `longest` (the direction of
+  // the longest side of the display shape's own box) along `dir`.
   static gp_Trsf PlaceOnFace(const TopoDS_Face& face, const opencascade::handle<ViewShape>& view,
-                             const gp_Trsf& target, const gp_Pnt& point, const gp_Dir& dir);
+                             const gp_Dir& longest, const gp_Trsf& target, const gp_Pnt& point, const gp_Dir& dir);
   // Sets `shape` down along `down` (its lowest point onto the target plane, under its box centre)
   // and turns `along` to `dir`; nothing when the two directions are parallel.
   static std::optional<gp_Trsf> PlaceByAxes(const TopoDS_Shape& shape, const gp_Dir& down, const gp_Dir& along,

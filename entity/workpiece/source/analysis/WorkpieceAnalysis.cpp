@@ -13,6 +13,7 @@
 #include <cadtools/gpHandle.h>
 
 #include <BRepBndLib.hxx>
+#include <Geom_Plane.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
 
@@ -52,6 +53,14 @@ std::map<long long, TopoDS_Face> FacesByArea(const Bnd_OBB& box)
   for (TopExp_Explorer face(solid, TopAbs_FACE); face.More(); face.Next())
     faces.emplace(static_cast<long long>(ShapeHandle::GetAreaOrVol(face.Current())), TopoDS::Face(face.Current()));
   return faces;
+}
+// The largest face area of the box, truncated: what FacesByArea gives as its last key, from the half
+// sizes instead of a solid built and measured per face (the placement of a 2,000-edge part spent
+// most of its time making and measuring those solids).
+long long LargestSideArea(const Bnd_OBB& box)
+{
+  const double x = 2.0 * box.XHSize(), y = 2.0 * box.YHSize(), z = 2.0 * box.ZHSize();
+  return static_cast<long long>(std::max({x * y, y * z, x * z}));
 }
 } // namespace
 
@@ -218,18 +227,17 @@ std::tuple<bool, gp_Trsf> WorkpieceAnalysis::OrdinaryWorkpieceLocaitonTo(Workpie
   for (TopExp_Explorer explorer(entire, TopAbs_FACE); explorer.More(); explorer.Next())
   {
     const TopoDS_Face face = TopoDS::Face(explorer.Current());
-    if (GeomHandle::ConvertToPlane(face, PlaneTol).IsNull())
+    const Handle(Geom_Plane) plane = GeomHandle::ConvertToPlane(face, PlaneTol);
+    if (plane.IsNull())
       continue;
-    const gp_Dir normal = gp::DZ().Transformed(gpHandle::CalculateFaceNormalTrsf(face));
-    if (elongated && !PlateAnalysis::IsParallel(normal, reference, NormalTol))
+    // The test takes either sense, so the plane's axis stands for the face's normal: measuring the
+    // face for its outward normal made a third of the walk over a large part's faces.
+    if (elongated && !PlateAnalysis::IsParallel(plane->Axis().Direction(), reference, NormalTol))
       continue;
     const Bnd_OBB faceBox = ShapeHandle::GetTopoShapeBndOBB(face, BoxTol);
     if (faceBox.IsVoid())
       continue;
-    const std::map<long long, TopoDS_Face> scored = FacesByArea(faceBox);
-    if (scored.empty())
-      continue;
-    const long long score = scored.rbegin()->first;
+    const long long score = LargestSideArea(faceBox);
     if (score <= best || !ModelUtils::IsConvexFace(face, collision, viewTrsf))
       continue;
     chosen = face;
@@ -239,7 +247,9 @@ std::tuple<bool, gp_Trsf> WorkpieceAnalysis::OrdinaryWorkpieceLocaitonTo(Workpie
   }
   if (chosen.IsNull())
     return Failure();
-  return {true, PlacementFrames::PlaceOnFace(chosen, view, target, point, dir)};
+  // The display shape holds the entire shape untransformed, so the box of step 1 is its own box:
+  // measuring it again with the optimal fit took 4 to 6 times as long as the rest of the placement.
+  return {true, PlacementFrames::PlaceOnFace(chosen, view, sides.front().second, target, point, dir)};
 }
 
 std::tuple<bool, gp_Trsf> WorkpieceAnalysis::HBeamOrgWorkpieceLocaitonTo(Workpiece* const workpiece,
