@@ -2,6 +2,8 @@
 
 #include "PartReader.h"
 
+#include <entity/IntEdgeFaceSeg.h>
+#include <entity/SeamExtractor.h>
 #include <entity/ShapeEntity.h>
 #include <entity/Workpiece.h>
 #include <entity/WorkpieceAnalysis.h>
@@ -20,6 +22,8 @@
 #include <json/json.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstdio>
 #include <iomanip>
 #include <optional>
 #include <sstream>
@@ -36,9 +40,9 @@ or .brep file.
 
 Prints the transform that carries the part there as six numbers, X Y Z RX RY RZ:
 millimetres, then fixed-axis angles in degrees, R = Rz(RZ)·Ry(RY)·Rx(RX), the convention
-of --target; then the face it stands on (its index among the part's distinct faces,
-counted from 1 in exploration order, its area and its outward normal in the part's own
-coordinates) and the placed part's bounding box.
+of --target; then the face it stands on (its index as `workpiece seams` prints face
+indices, its area in mm2 and its outward normal in the part's own coordinates) and the
+placed part's bounding box in mm.
 
 options:
   --target X,Y,Z,RX,RY,RZ   the frame to stand on, same convention (default 0,0,0,0,0,0)
@@ -58,7 +62,7 @@ constexpr double DownTol = 1e-6;
 
 struct Support
 {
-  int index = 0;
+  std::uint32_t index = IntEdgeFaceSeg::NoIndex;
   double area = 0.0;
   gp_Dir normal;
 };
@@ -105,6 +109,7 @@ Support FindSupport(const TopoDS_Shape& shape, const gp_Trsf& trsf, const gp_Trs
   TopTools_IndexedMapOfShape faces;
   TopExp::MapShapes(shape, TopAbs_FACE, faces);
   Support best;
+  TopoDS_Face support;
   for (int i = 1; i <= faces.Extent(); ++i)
   {
     const TopoDS_Face face = TopoDS::Face(faces(i));
@@ -114,8 +119,14 @@ Support FindSupport(const TopoDS_Shape& shape, const gp_Trsf& trsf, const gp_Trs
       continue;
     const double area = ShapeHandle::GetAreaOrVol(face);
     if (area > best.area)
-      best = {i, area, normal};
+    {
+      best = {best.index, area, normal};
+      support = face;
+    }
   }
+  // Numbered as `workpiece seams` numbers faces.
+  if (!support.IsNull())
+    best.index = SeamExtractor(shape).IndexOf(support);
   return best;
 }
 
@@ -134,7 +145,7 @@ Json::Value ToJson(const std::string& part, const Placed& placed)
   Json::Value json(Json::objectValue);
   json["part"] = part;
   json["transform"] = DataHandle::TrsfToJsonSix(placed.trsf);
-  json["face"]["index"] = placed.face.index;
+  json["face"]["index"] = Json::UInt(placed.face.index);
   json["face"]["area"] = placed.face.area;
   json["face"]["normal"] = Triple(placed.face.normal.X(), placed.face.normal.Y(), placed.face.normal.Z());
   json["box"]["min"] = Triple(x0, y0, z0);
@@ -156,7 +167,9 @@ void Print(const Json::Value& json, std::ostream& out)
   };
   out << json["part"].asString() << " placed\n";
   out << "transform (x y z mm, rx ry rz deg): " << numbers(json["transform"]) << "\n";
-  out << "stands on face " << json["face"]["index"].asInt() << ": area " << std::fixed << std::setprecision(2)
+  char index[11];
+  std::snprintf(index, sizeof index, "0x%08X", json["face"]["index"].asUInt());
+  out << "stands on face " << index << ": area " << std::fixed << std::setprecision(2)
       << json["face"]["area"].asDouble() << " mm2, normal " << numbers(json["face"]["normal"]) << "\n";
   out << "placed box: min " << numbers(json["box"]["min"]) << ", max " << numbers(json["box"]["max"]) << "\n";
 }

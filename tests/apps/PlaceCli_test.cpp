@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
 
 namespace
 {
@@ -41,7 +42,7 @@ TEST(PlaceCli, TJointStandsOnItsBaseTurnedAlongTheDirection)
               run.out.find("transform (x y z mm, rx ry rz deg): -50.000 100.000 0.000 0.000 0.000 -90.000") !=
                 std::string::npos)
     << run.out;
-  for (const char* line : {"area 20000.00 mm2, normal 0.000 0.000 -1.000",
+  for (const char* line : {"stands on face 0x00000005: area 20000.00 mm2, normal 0.000 0.000 -1.000",
                            "placed box: min -50.000 -100.000 0.000, max 50.000 100.000 70.000"})
     EXPECT_NE(run.out.find(line), std::string::npos) << run.out;
   fs::remove_all(dir);
@@ -68,9 +69,14 @@ TEST(PlaceCli, JsonAndStepAgreeWithTheTransformOnATarget)
     EXPECT_NEAR(written["box"][i < 3 ? "min" : "max"][static_cast<int>(i % 3)].asDouble(), file[i], Tol) << i;
   }
   EXPECT_NEAR(file[2], 30.0, Tol);
-  // The L-bracket (60 × 60 × 80) is not elongated: it stands on an 80 × 60 outer face.
+  // The L-bracket (60 × 60 × 80) is not elongated: it stands on an 80 × 60 outer face, on its back
+  // (normal -X) or its bottom (normal -Y), numbered as the seams number the part's faces.
   EXPECT_NEAR(written["face"]["area"].asDouble(), 4800.0, Tol);
-  EXPECT_GT(written["face"]["index"].asInt(), 0);
+  const Json::Value& normal = written["face"]["normal"];
+  EXPECT_NEAR(normal[0].asDouble() + normal[1].asDouble(), -1.0, 1e-9);
+  EXPECT_NEAR(normal[2].asDouble(), 0.0, 1e-9);
+  const std::uint32_t index = written["face"]["index"].asUInt();
+  EXPECT_TRUE(index >= 2 && index < 0x20000) << index;
   fs::remove_all(dir);
 }
 
