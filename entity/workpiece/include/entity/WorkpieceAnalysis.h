@@ -44,6 +44,8 @@ public:
                                                               const gp_Pnt& point, const gp_Dir& dir);
 
 private:
+  // The plate reasoning works on the solids the workpiece exposes (GetAllSolidIndices,
+  // GetShapeByIndex, GetSubShapeOBB); the comments of analysis/PlateAnalysis.h say what each answers.
   static Bnd_OBB MergeMainBoardOBB(Workpiece* const workpiece, std::vector<unsigned> solids);
   static bool JudgeBoardMerge(Workpiece* const workpiece, const std::pair<Bnd_OBB, std::vector<unsigned>>& board1,
                               const std::pair<Bnd_OBB, std::vector<unsigned>>& board2);
@@ -65,20 +67,26 @@ private:
   static bool AnalysisTowerFlangePlates(Workpiece* const workpiece, const std::set<unsigned>& plates,
                                         std::shared_ptr<TowerCornerWorkpieceData>& data);
 
+  // Stands the part on a large face it can rest on, its long side along dir.
   static std::tuple<bool, gp_Trsf> OrdinaryWorkpieceLocaitonTo(Workpiece* const workpiece, const gp_Trsf& target,
                                                                const gp_Pnt& point, const gp_Dir& dir);
+  // An H-beam lying on a flange with its web upright and its length along dir, centred under the
+  // point; turned over, on the other flange.
   static std::tuple<bool, gp_Trsf> HBeamOrgWorkpieceLocaitonTo(Workpiece* const workpiece,
                                                                std::shared_ptr<WorkpieceData> data,
                                                                const gp_Trsf& target, const gp_Pnt& point,
                                                                const gp_Dir& dir, bool turnOver);
+  // The same with the beam's rear end (along dir) brought to the point.
   static std::tuple<bool, gp_Trsf> ExtraHBeamOrgWorkpieceLocaitonTo(Workpiece* const workpiece,
                                                                     std::shared_ptr<WorkpieceData> data,
                                                                     const gp_Trsf& target, const gp_Pnt& point,
                                                                     const gp_Dir& dir, bool turnOver);
+  // A box column lying on its widest side face, its length along dir.
   static std::tuple<bool, gp_Trsf> BoxColumnOrgWorkpieceLocaitonTo(Workpiece* const workpiece,
                                                                    std::shared_ptr<WorkpieceData> data,
                                                                    const gp_Trsf& target, const gp_Pnt& point,
                                                                    const gp_Dir& dir);
+  // A tower corner on its bottom plate at the target's origin, its main flange along the target's X.
   static std::tuple<bool, gp_Trsf> TowerCornerOrgWorkpieceLocaitonTo(Workpiece* const workpiece,
                                                                      std::shared_ptr<WorkpieceData> data,
                                                                      const gp_Trsf& target);

@@ -136,11 +136,17 @@ bool PlateAnalysis::BoardSimilarFace(const std::vector<TopoDS_Shape>& group1, co
                                      const gp_Dir& dir)
 {
   const std::vector<TopoDS_Face> faces1 = FacesOf(group1), faces2 = FacesOf(group2);
+  // Each face's normal once, not once per pair.
+  std::vector<std::pair<bool, gp_Dir>> normals2;
+  for (const TopoDS_Face& f2 : faces2)
+    normals2.push_back(ShapeHandle::GetNormal(f2));
   for (const TopoDS_Face& f1 : faces1)
-    for (const TopoDS_Face& f2 : faces2)
+  {
+    const auto [ok1, n1] = ShapeHandle::GetNormal(f1);
+    for (std::size_t j = 0; j < faces2.size(); ++j)
     {
-      const auto [ok1, n1] = ShapeHandle::GetNormal(f1);
-      const auto [ok2, n2] = ShapeHandle::GetNormal(f2);
+      const TopoDS_Face& f2 = faces2[j];
+      const auto& [ok2, n2] = normals2[j];
       if (!ok1 || !ok2 || M_PI - n1.Angle(n2) > FaceAngleTol)
         continue;
       if (!IsParallel(n1, dir, FaceAngleTol) && !IsParallel(n2, dir, FaceAngleTol))
@@ -158,6 +164,7 @@ bool PlateAnalysis::BoardSimilarFace(const std::vector<TopoDS_Shape>& group1, co
       if (std::abs(longest1 - longest2) < LongestEdgeGap)
         return true;
     }
+  }
   return false;
 }
 

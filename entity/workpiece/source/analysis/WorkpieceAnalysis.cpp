@@ -100,7 +100,7 @@ Bnd_OBB WorkpieceAnalysis::ShrinkOBB(const Bnd_OBB& box, double amount)
 
 Bnd_OBB WorkpieceAnalysis::ShrinkOBB(Workpiece* const workpiece, unsigned solid, double amount)
 {
-  return ShrinkOBB(workpiece->GetSubShapeOBB(solid), amount);
+  return ShrinkOBB(PlateSet(workpiece).Box(solid), amount);
 }
 
 Bnd_OBB WorkpieceAnalysis::MergeMainBoardOBB(Workpiece* const workpiece, std::vector<unsigned> solids)
@@ -170,6 +170,8 @@ bool WorkpieceAnalysis::AnalysisTowerFlangePlates(Workpiece* const workpiece, co
 std::tuple<bool, gp_Trsf> WorkpieceAnalysis::OrgWorkpieceLocaitonTo(Workpiece* const workpiece, const gp_Trsf& target,
                                                                     const gp_Pnt& point, const gp_Dir& dir)
 {
+  if (workpiece == nullptr)
+    return Failure();
   const std::shared_ptr<WorkpieceData> data = workpiece->GetWorkpieceDataPtr();
   if (!data || data->type == WorkpieceType::Ordinary)
     return OrdinaryWorkpieceLocaitonTo(workpiece, target, point, dir);
@@ -191,6 +193,8 @@ std::tuple<bool, gp_Trsf> WorkpieceAnalysis::OrgWorkpieceLocaitonByTrsf(Workpiec
                                                                         const gp_Trsf& target, const gp_Pnt& point,
                                                                         const gp_Dir& dir)
 {
+  if (workpiece == nullptr)
+    return Failure();
   const gp_Trsf root = workpiece->GetTransformation();
   const auto [ok, placement] =
     OrgWorkpieceLocaitonTo(workpiece, root * target, point.Transformed(root), dir.Transformed(root));

@@ -16,6 +16,7 @@
 #include <TopoDS.hxx>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 
 namespace
@@ -28,11 +29,14 @@ TopoDS_Shape Placed(const TopoDS_Shape& shape, const gp_Trsf& trsf)
   return shape.Moved(TopLoc_Location(trsf));
 }
 
-Bnd_Box Bounds(const TopoDS_Shape& shape)
+// xmin, ymin, zmin, xmax, ymax, zmax of the placed shape.
+std::array<double, 6> Bounds(const TopoDS_Shape& shape, const gp_Trsf& trsf = gp_Trsf())
 {
   Bnd_Box box;
-  BRepBndLib::AddOptimal(shape, box, false, false);
-  return box;
+  BRepBndLib::AddOptimal(Placed(shape, trsf), box, false, false);
+  std::array<double, 6> b{};
+  box.Get(b[0], b[1], b[2], b[3], b[4], b[5]);
+  return b;
 }
 
 gp_Trsf Target(double x, double y, double z, double degrees)
@@ -83,9 +87,7 @@ TEST(Placement, OrdinaryPartsRestOnTheTargetPlaneLongSideAlongTheDirection)
       ASSERT_TRUE(ok) << c.name;
       const TopoDS_Shape placed = Placed(part->GetEntireShape(), trsf);
       EXPECT_TRUE(BRepCheck_Analyzer(placed).IsValid()) << c.name;
-      double x0, y0, z0, x1, y1, z1;
-      Bounds(placed).Get(x0, y0, z0, x1, y1, z1);
-      EXPECT_NEAR(z0, point.Z(), Tol) << c.name;
+      EXPECT_NEAR(Bounds(placed)[2], point.Z(), Tol) << c.name;
       EXPECT_NEAR(SupportArea(placed, point.Z()), c.supportArea, Tol) << c.name;
       EXPECT_TRUE(PlateAnalysis::IsParallel(LongestSide(placed), dir, TenDegrees)) << c.name;
     }
@@ -117,62 +119,54 @@ TEST(Placement, ByTrsfTakesTheTargetInThePartsPresentFrame)
   part->UpdatePlacementTrsf(raised);
   const auto [ok, change] = WorkpieceAnalysis::OrgWorkpieceLocaitonByTrsf(part.get(), gp_Trsf(), gp::Origin(), gp::DX());
   ASSERT_TRUE(ok);
-  double x0, y0, z0, x1, y1, z1;
-  Bounds(Placed(part->GetEntireShape(), change * part->GetTransformation())).Get(x0, y0, z0, x1, y1, z1);
-  EXPECT_NEAR(z0, 500.0, Tol);
-  EXPECT_NEAR(x1 - x0, 300.0, Tol);
+  const std::array<double, 6> b = Bounds(part->GetEntireShape(), change * part->GetTransformation());
+  EXPECT_NEAR(b[2], 500.0, Tol);
+  EXPECT_NEAR(b[3] - b[0], 300.0, Tol);
 }
 
 TEST(Placement, BeamsColumnsAndTowerCornersLieAsTheirKindWants)
 {
+  // The beam with or without its web's solids, on either flange, its rear end at the point:
+  // 150 wide (flanges flat, web upright), 1000 along Y from y = 50, 200 high.
   const std::vector<TopoDS_Shape> beam = PlateAssemblies::HBeam();
-  const PlateSet beamPlates(beam);
-  HBeamWorkpieceData data;
-  data.webSolids = {0};
-  HBeamWorkpieceData noWeb;
-  const gp_Pnt point(0, 50, 0);
-  for (const auto& [record, turnOver] : {std::pair(&data, false), std::pair(&data, true), std::pair(&noWeb, false)})
-  {
-    const auto trsf = PlacementFrames::HBeam(beamPlates, PlateAssemblies::Compound(beam), *record, gp_Trsf(), point, gp::DY(), turnOver);
-    ASSERT_TRUE(trsf);
-    const gp_Trsf started = PlacementFrames::StartAtPoint(PlateAssemblies::Compound(beam), *trsf, point, gp::DY());
-    double x0, y0, z0, x1, y1, z1;
-    Bounds(Placed(PlateAssemblies::Compound(beam), started)).Get(x0, y0, z0, x1, y1, z1);
-    EXPECT_NEAR(x1 - x0, 150.0, Tol); // flanges flat, web upright
-    EXPECT_NEAR(y1 - y0, 1000.0, Tol);
-    EXPECT_NEAR(z0, 0.0, Tol);
-    EXPECT_NEAR(z1, 200.0, Tol);
-    EXPECT_NEAR(y0, 50.0, Tol);
-  }
-  HBeamWorkpieceData lengthless;
+  const TopoDS_Shape whole = PlateAssemblies::Compound(beam);
+  HBeamWorkpieceData web, noWeb, lengthless;
+  web.webSolids = {0};
   lengthless.lengthX = 0.0;
-  EXPECT_FALSE(PlacementFrames::HBeam(beamPlates, PlateAssemblies::Compound(beam), lengthless, gp_Trsf(), point, gp::DY(), false));
+  const gp_Pnt point(0, 50, 0);
+  for (const auto& [record, turnOver] : {std::pair(&web, false), std::pair(&web, true), std::pair(&noWeb, false)})
+  {
+    const auto trsf = PlacementFrames::HBeam(PlateSet(beam), whole, *record, gp_Trsf(), point, gp::DY(), turnOver);
+    ASSERT_TRUE(trsf);
+    const std::array<double, 6> b = Bounds(whole, PlacementFrames::StartAtPoint(whole, *trsf, point, gp::DY()));
+    for (const auto& [value, expected] : {std::pair(b[3] - b[0], 150.0), std::pair(b[1], 50.0), std::pair(b[4], 1050.0),
+                                          std::pair(b[2], 0.0), std::pair(b[5], 200.0)})
+      EXPECT_NEAR(value, expected, Tol);
+  }
+  EXPECT_FALSE(PlacementFrames::HBeam(PlateSet(beam), whole, lengthless, gp_Trsf(), point, gp::DY(), false));
 
+  // The 100 × 60 column lies on a 100 wide side, 60 high, 500 along Y.
   const TopoDS_Shape column = PlateAssemblies::BoxColumn();
   const auto lying = PlacementFrames::BoxColumn(column, gp_Trsf(), gp::Origin(), gp::DY());
   ASSERT_TRUE(lying);
-  double x0, y0, z0, x1, y1, z1;
-  Bounds(Placed(column, *lying)).Get(x0, y0, z0, x1, y1, z1);
-  EXPECT_NEAR(z0, 0.0, Tol);
-  EXPECT_NEAR(z1, 60.0, Tol);
-  EXPECT_NEAR(y1 - y0, 500.0, Tol);
+  const std::array<double, 6> c = Bounds(column, *lying);
+  EXPECT_NEAR(c[2], 0.0, Tol);
+  EXPECT_NEAR(c[5], 60.0, Tol);
+  EXPECT_NEAR(c[4] - c[1], 500.0, Tol);
 
   // The tower corner given upside down still stands on its bottom plate, its flange along the target's X.
   gp_Trsf upsideDown;
   upsideDown.SetRotation(gp::OX(), M_PI);
   std::vector<TopoDS_Shape> corner;
   for (const TopoDS_Shape& solid : PlateAssemblies::TowerCorner())
-    corner.push_back(solid.Moved(TopLoc_Location(upsideDown)));
+    corner.push_back(Placed(solid, upsideDown));
   const PlateSet plates(corner);
   const auto record = PlateAnalysis::AnalysisTowerCorner(plates);
   ASSERT_TRUE(record);
-  const gp_Trsf target = Target(0, 0, 100, 90);
-  const auto standing = PlacementFrames::TowerCorner(plates, PlateAssemblies::Compound(corner), *record, target);
+  const auto standing = PlacementFrames::TowerCorner(plates, PlateAssemblies::Compound(corner), *record, Target(0, 0, 100, 90));
   ASSERT_TRUE(standing);
-  Bounds(Placed(PlateAssemblies::Compound(corner), *standing)).Get(x0, y0, z0, x1, y1, z1);
-  EXPECT_NEAR(z0, 100.0, Tol);
-  EXPECT_NEAR(z1, 320.0, Tol);
-  Bounds(Placed(corner[0], *standing)).Get(x0, y0, z0, x1, y1, z1);
-  EXPECT_NEAR(z1, 120.0, Tol);
+  EXPECT_NEAR(Bounds(PlateAssemblies::Compound(corner), *standing)[2], 100.0, Tol);
+  EXPECT_NEAR(Bounds(PlateAssemblies::Compound(corner), *standing)[5], 320.0, Tol);
+  EXPECT_NEAR(Bounds(corner[0], *standing)[5], 120.0, Tol);
   EXPECT_TRUE(PlateAnalysis::IsParallel(LongestSide(Placed(corner[1], *standing)), gp::DY(), 1e-6));
 }
