@@ -2,6 +2,7 @@
 #include "FkCommand.h"
 #include "GenerateExamplesCommand.h"
 #include "PackCommand.h"
+#include "PlaceCommand.h"
 #include "RenderCommand.h"
 #include "SeamsCommand.h"
 
@@ -25,6 +26,8 @@ commands:
                      (no input file needed)
   seams PART         print the weld seams of a STEP, IGES or BREP part; see
                      `workpiece seams --help` for --json, --classifier and --min-length
+  place PART         stand a part on a face at a target frame, its long side along a
+                     direction, and print the transform; see `workpiece place --help`
   fk MECHANISM.json  print the world frames of a mechanism's links and flanges at the joint
                      values of --joints; see `workpiece fk --help`
   pack MECHANISM.json PACKAGE.7z
@@ -65,6 +68,8 @@ int Run(int argc, char** argv)
     return RunDemoCommand(std::cout);
   if (command == "seams")
     return RunSeamsCommand(args, std::cout, std::cerr);
+  if (command == "place")
+    return RunPlaceCommand(args, std::cout, std::cerr);
   if (command == "fk")
     return RunFkCommand(args, std::cout, std::cerr);
   if (command == "pack")

@@ -6,6 +6,7 @@
 class WorkpieceData
 {
 public:
+  WorkpieceData() = default;
   virtual ~WorkpieceData() = default;
 
   WorkpieceType type = WorkpieceType::Ordinary;
