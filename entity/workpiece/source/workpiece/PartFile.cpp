@@ -1,5 +1,11 @@
+// The exchange readers dereference whatever a damaged file points to. With this defined,
+// OCC_CATCH_SIGNALS turns the resulting access violation into a Standard_Failure at the reader
+// (the Debian build of OpenCASCADE is built the same way, so its own handlers jump here too).
+#define OCC_CONVERT_SIGNALS
+
 #include <entity/PartFile.h>
 
+#include <cadtools/ShapeCheck.h>
 #include <cadtools/ShapeHandle.h>
 #include <cadtools/WorkpieceError.h>
 
@@ -11,8 +17,11 @@
 #include <Message.hxx>
 #include <Message_Messenger.hxx>
 #include <Message_PrinterOStream.hxx>
+#include <OSD.hxx>
 #include <STEPControl_Reader.hxx>
+#include <Standard_ErrorHandler.hxx>
 #include <Standard_Failure.hxx>
+#include <Standard_OutOfMemory.hxx>
 #include <StepRepr_RepresentationItem.hxx>
 #include <StepShape_EdgeLoop.hxx>
 #include <TCollection_HAsciiString.hxx>
@@ -28,9 +37,11 @@
 #include <functional>
 #include <iostream>
 #include <sstream>
+#include <new>
 #include <type_traits>
 
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
@@ -147,6 +158,64 @@ private:
   bool myActive = false;
 };
 
+// Address space a read may take beyond what the process holds already: at least MinReadBudget,
+// more for large files. An IGES list whose count says 2147483647 makes the reader allocate ~24 GB
+// before it finds the file has no such list; overcommitted memory would not stop it, the cap does,
+// and the allocation then fails at once. A real part takes well under 64 bytes per byte of file.
+constexpr rlim_t MinReadBudget = rlim_t(2) << 30;
+constexpr rlim_t ReadBudgetPerByte = 64;
+
+// Returns the address space the process holds now, 0 when it cannot tell.
+rlim_t AddressSpaceInUse()
+{
+  std::ifstream statm("/proc/self/statm");
+  unsigned long long pages = 0;
+  statm >> pages;
+  return statm ? rlim_t(pages) * rlim_t(::sysconf(_SC_PAGESIZE)) : 0;
+}
+
+// Caps the address space of the process while it lives (the limit is per process: other threads
+// allocating meanwhile share the budget) and restores the previous limit afterwards. A lower limit
+// set by the user is kept.
+class ReadBudget
+{
+public:
+  explicit ReadBudget(std::uintmax_t fileSize)
+  {
+    const rlim_t used = AddressSpaceInUse();
+    if (used == 0 || ::getrlimit(RLIMIT_AS, &mySaved) != 0)
+      return;
+    const rlim_t cap = used + std::max(MinReadBudget, ReadBudgetPerByte * rlim_t(fileSize));
+    if (mySaved.rlim_cur != RLIM_INFINITY && mySaved.rlim_cur <= cap)
+      return;
+    rlimit capped = mySaved;
+    capped.rlim_cur = cap;
+    myActive = ::setrlimit(RLIMIT_AS, &capped) == 0;
+  }
+  ~ReadBudget()
+  {
+    if (myActive)
+      ::setrlimit(RLIMIT_AS, &mySaved);
+  }
+  ReadBudget(const ReadBudget&) = delete;
+  ReadBudget& operator=(const ReadBudget&) = delete;
+
+private:
+  rlimit mySaved{};
+  bool myActive = false;
+};
+
+// Installs the kernel's signal handlers once, for the signals the host has left alone: a host
+// with handlers of its own (a sanitizer, an interpreter) keeps them.
+void InstallSignalHandlers()
+{
+  static const bool installed = [] {
+    OSD::SetSignal(OSD_SignalMode_SetUnhandled, false);
+    return true;
+  }();
+  (void)installed;
+}
+
 // Reads a STEP or IGES file; `name` then gives the file's name of a transferred shape.
 template <typename Reader>
 TopoDS_Shape ReadExchange(const std::string& path, std::function<std::string(const TopoDS_Shape&)>& name)
@@ -182,9 +251,13 @@ TopoDS_Shape ReadShape(const std::string& path, std::function<std::string(const 
 
   // The exchange readers print their statistics on standard output, mixing with the host's own.
   Message::DefaultMessenger()->RemovePrinters(STANDARD_TYPE(Message_PrinterOStream));
+  InstallSignalHandlers();
+  const std::uintmax_t size = std::filesystem::file_size(path, code);
+  const ReadBudget budget(code ? 0 : size);
   TopoDS_Shape shape;
   try
   {
+    OCC_CATCH_SIGNALS
     const std::string ext = Extension(path);
     if (ext == "step" || ext == "stp")
       shape = ReadExchange<STEPControl_Reader>(path, name);
@@ -197,6 +270,14 @@ TopoDS_Shape ReadShape(const std::string& path, std::function<std::string(const 
       shape = ShapeHandle::ReadBRep(in);
     }
   }
+  catch (const Standard_OutOfMemory&)
+  {
+    Fail(path, "unreadable: it asks for more memory than a part of its size can need");
+  }
+  catch (const std::bad_alloc&)
+  {
+    Fail(path, "unreadable: it asks for more memory than a part of its size can need");
+  }
   catch (const Standard_Failure& failure)
   {
     Fail(path, std::string("unreadable: ") + failure.GetMessageString());
@@ -205,6 +286,8 @@ TopoDS_Shape ReadShape(const std::string& path, std::function<std::string(const 
     Fail(path, "unreadable: no shape could be read from it");
   if (!TopExp_Explorer(shape, TopAbs_FACE).More())
     Fail(path, "the part is empty: it has no faces");
+  if (const std::string problem = ShapeCheck::Problem(shape); !problem.empty())
+    Fail(path, "unusable: " + problem);
   return shape;
 }
 } // namespace
