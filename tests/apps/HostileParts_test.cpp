@@ -22,6 +22,8 @@ TEST(HostileParts, DamagedFilesEndInOneLineErrorAndExitCodeOne)
     {"dangling-reference.step", "unreadable: no shape could be read from it"},
     {"prose.step", "unreadable: no shape could be read from it"},
     {"face-surface-index.brep", "unusable: a face has no surface"},
+    {"edge-range-reversed.brep", "unusable: the kernel failed checking it: Standard_ConstructionError"},
+    {"edge-range-nan.brep", "unusable: it has coordinates that are not finite numbers"},
     {"null-entity.igs", "unreadable: no shape could be read from it"},
     {"loop-count.igs", "unreadable: it asks for more memory than a part of its size can need"}};
   for (const auto& [file, reason] : cases)

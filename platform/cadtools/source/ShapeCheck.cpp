@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <iomanip>
+#include <limits>
 #include <sstream>
 
 namespace
@@ -34,7 +35,8 @@ std::string MissingGeometry(const TopoDS_Shape& shape)
   return std::string();
 }
 
-// Returns the farthest any of the shape's bounds lies from the origin along an axis.
+// Returns the farthest any of the shape's bounds lies from the origin along an axis, NaN when a
+// bound is no finite number.
 double Reach(const TopoDS_Shape& shape)
 {
   Bnd_Box box;
@@ -47,7 +49,11 @@ double Reach(const TopoDS_Shape& shape)
   box.Get(xmin, ymin, zmin, xmax, ymax, zmax);
   double reach = 0.0;
   for (const double c : {xmin, ymin, zmin, xmax, ymax, zmax})
-    reach = std::isfinite(c) ? std::max(reach, std::abs(c)) : HUGE_VAL;
+  {
+    if (!std::isfinite(c))
+      return std::numeric_limits<double>::quiet_NaN();
+    reach = std::max(reach, std::abs(c));
+  }
   return reach;
 }
 } // namespace
@@ -60,7 +66,10 @@ std::string ShapeCheck::Problem(const TopoDS_Shape& shape)
   {
     if (const std::string missing = MissingGeometry(shape); !missing.empty())
       return missing;
-    if (const double reach = Reach(shape); !(reach <= CoordinateLimit))
+    const double reach = Reach(shape);
+    if (!std::isfinite(reach))
+      return "it has coordinates that are not finite numbers";
+    if (reach > CoordinateLimit)
     {
       std::ostringstream text;
       text << std::fixed << std::setprecision(0) << "it lies beyond " << CoordinateLimit
@@ -73,7 +82,8 @@ std::string ShapeCheck::Problem(const TopoDS_Shape& shape)
   }
   catch (const Standard_Failure& failure)
   {
-    return std::string("the kernel failed checking it: ") + failure.GetMessageString();
+    const std::string message = failure.GetMessageString();
+    return std::string("the kernel failed checking it: ") + (message.empty() ? failure.DynamicType()->Name() : message);
   }
   return std::string();
 }
