@@ -181,84 +181,75 @@ rlim_t AddressSpaceInUse()
   return statm ? rlim_t(pages) * rlim_t(::sysconf(_SC_PAGESIZE)) : 0;
 }
 
-// Caps the address space of the process while it lives (the limit is per process: other threads
-// allocating meanwhile share the budget) and restores the previous limit afterwards. A lower limit
-// set by the user is kept.
-class ReadBudget
-{
-public:
-  explicit ReadBudget(std::uintmax_t fileSize)
-  {
-    const rlim_t used = AddressSpaceInUse();
-    if (used == 0 || ::getrlimit(RLIMIT_AS, &mySaved) != 0)
-      return;
-    const rlim_t cap = used + std::max(MinReadBudget, ReadBudgetPerByte * rlim_t(fileSize));
-    if (mySaved.rlim_cur != RLIM_INFINITY && mySaved.rlim_cur <= cap)
-      return;
-    rlimit capped = mySaved;
-    capped.rlim_cur = cap;
-    myActive = ::setrlimit(RLIMIT_AS, &capped) == 0;
-  }
-  ~ReadBudget()
-  {
-    if (myActive)
-      ::setrlimit(RLIMIT_AS, &mySaved);
-  }
-  ReadBudget(const ReadBudget&) = delete;
-  ReadBudget& operator=(const ReadBudget&) = delete;
-
-private:
-  rlimit mySaved{};
-  bool myActive = false;
-};
-
 // Signals the kernel's handlers turn into exceptions while a file is read.
 constexpr int FaultSignalList[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL};
 
-// Whoever handled the fault signals before the first read that is still running.
-struct SavedHandlers
+// What the reads that are running now changed in the process, and how it was before the first.
+struct ReadState
 {
   std::mutex mutex;
   int readers = 0;
-  struct sigaction actions[NSIG] = {};
+  struct sigaction handlers[NSIG] = {};
+  rlimit limit{};
+  bool limited = false;
 };
 
-SavedHandlers& Saved()
+ReadState& State()
 {
-  static SavedHandlers saved;
-  return saved;
+  static ReadState state;
+  return state;
 }
 
-// Lets the kernel's handlers turn faults into exceptions while it lives, then gives the fault
-// signals back to whoever handled them before (the host, a sanitizer): a reader dereferencing
-// what a damaged file points to then fails with an error instead of ending the process. Other
-// signals keep their handlers throughout; reads on several threads share one installation.
-class FaultSignals
+// Guards the process while a file is read. The kernel's handlers turn faults into exceptions, so
+// that a reader dereferencing what a damaged file points to fails with an error instead of ending
+// the process; the host's handlers of those signals (a sanitizer's among them) are given back
+// afterwards and other signals keep theirs throughout. The address space is capped to what the
+// process holds plus the read's budget. Both are per process: reads on several threads share
+// them, each widening the cap by its own budget, and the last to finish restores them.
+class ReadGuard
 {
 public:
-  FaultSignals()
+  explicit ReadGuard(std::uintmax_t fileSize)
   {
-    SavedHandlers& saved = Saved();
-    const std::lock_guard<std::mutex> lock(saved.mutex);
-    if (saved.readers++ > 0)
+    ReadState& state = State();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    if (state.readers++ == 0)
+    {
+      for (int signal = 1; signal < NSIG; ++signal)
+        ::sigaction(signal, nullptr, &state.handlers[signal]);
+      OSD::SetSignal(OSD_SignalMode_Set, false);
+      for (int signal = 1; signal < NSIG; ++signal)
+        if (std::find(std::begin(FaultSignalList), std::end(FaultSignalList), signal) == std::end(FaultSignalList))
+          ::sigaction(signal, &state.handlers[signal], nullptr);
+      state.limited = ::getrlimit(RLIMIT_AS, &state.limit) == 0;
+    }
+    const rlim_t used = AddressSpaceInUse();
+    rlimit current{};
+    if (!state.limited || used == 0 || ::getrlimit(RLIMIT_AS, &current) != 0)
       return;
-    for (int signal = 1; signal < NSIG; ++signal)
-      ::sigaction(signal, nullptr, &saved.actions[signal]);
-    OSD::SetSignal(OSD_SignalMode_Set, false);
-    for (int signal = 1; signal < NSIG; ++signal)
-      if (std::find(std::begin(FaultSignalList), std::end(FaultSignalList), signal) == std::end(FaultSignalList))
-        ::sigaction(signal, &saved.actions[signal], nullptr);
+    rlim_t cap = used + std::max(MinReadBudget, ReadBudgetPerByte * rlim_t(fileSize));
+    // A lower limit set by the user is kept.
+    if (state.limit.rlim_cur != RLIM_INFINITY)
+      cap = std::min(cap, state.limit.rlim_cur);
+    if (current.rlim_cur == RLIM_INFINITY || current.rlim_cur < cap)
+    {
+      current.rlim_cur = cap;
+      ::setrlimit(RLIMIT_AS, &current);
+    }
   }
-  ~FaultSignals()
+  ~ReadGuard()
   {
-    SavedHandlers& saved = Saved();
-    const std::lock_guard<std::mutex> lock(saved.mutex);
-    if (--saved.readers == 0)
-      for (const int signal : FaultSignalList)
-        ::sigaction(signal, &saved.actions[signal], nullptr);
+    ReadState& state = State();
+    const std::lock_guard<std::mutex> lock(state.mutex);
+    if (--state.readers > 0)
+      return;
+    for (const int signal : FaultSignalList)
+      ::sigaction(signal, &state.handlers[signal], nullptr);
+    if (state.limited)
+      ::setrlimit(RLIMIT_AS, &state.limit);
   }
-  FaultSignals(const FaultSignals&) = delete;
-  FaultSignals& operator=(const FaultSignals&) = delete;
+  ReadGuard(const ReadGuard&) = delete;
+  ReadGuard& operator=(const ReadGuard&) = delete;
 };
 
 // Reads a STEP or IGES file; `name` then gives the file's name of a transferred shape.
@@ -303,10 +294,10 @@ TopoDS_Shape ReadShape(const std::string& path, std::function<std::string(const 
     if (const std::string problem = IgesCounts::Problem(text); !problem.empty())
       Fail(path, "unreadable: " + problem);
   }
-  const FaultSignals faults;
   const std::uintmax_t size = std::filesystem::file_size(path, code);
-  const ReadBudget budget(code ? 0 : size);
+  const ReadGuard guard(code ? 0 : size);
   TopoDS_Shape shape;
+  std::string problem;
   try
   {
     OCC_CATCH_SIGNALS
@@ -320,6 +311,8 @@ TopoDS_Shape ReadShape(const std::string& path, std::function<std::string(const 
       std::ifstream in(path, std::ios::binary);
       shape = ShapeHandle::ReadBRep(in);
     }
+    // Checked here, where a fault on what the reader returned is caught as well.
+    problem = ShapeCheck::Problem(shape);
   }
   catch (const Standard_OutOfMemory&)
   {
@@ -337,7 +330,7 @@ TopoDS_Shape ReadShape(const std::string& path, std::function<std::string(const 
     Fail(path, "unreadable: no shape could be read from it");
   if (!TopExp_Explorer(shape, TopAbs_FACE).More())
     Fail(path, "the part is empty: it has no faces");
-  if (const std::string problem = ShapeCheck::Problem(shape); !problem.empty())
+  if (!problem.empty())
     Fail(path, "unusable: " + problem);
   return shape;
 }
