@@ -16,25 +16,6 @@
 
 namespace
 {
-// Returns what geometry the shape lacks (a face's surface, a 3D curve of an edge that is not
-// degenerated), empty when nothing.
-std::string MissingGeometry(const TopoDS_Shape& shape)
-{
-  for (TopExp_Explorer it(shape, TopAbs_FACE); it.More(); it.Next())
-  {
-    TopLoc_Location location;
-    if (BRep_Tool::Surface(TopoDS::Face(it.Current()), location).IsNull())
-      return "a face has no surface";
-  }
-  for (TopExp_Explorer it(shape, TopAbs_EDGE); it.More(); it.Next())
-  {
-    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
-    if (!BRep_Tool::Degenerated(edge) && !BRep_Tool::IsGeometric(edge))
-      return "an edge has no curve";
-  }
-  return std::string();
-}
-
 // Returns the farthest any of the shape's bounds lies from the origin along an axis, NaN when a
 // bound is no finite number.
 double Reach(const TopoDS_Shape& shape)
@@ -84,6 +65,23 @@ std::string ShapeCheck::Problem(const TopoDS_Shape& shape)
   {
     const std::string message = failure.GetMessageString();
     return std::string("the kernel failed checking it: ") + (message.empty() ? failure.DynamicType()->Name() : message);
+  }
+  return std::string();
+}
+
+std::string ShapeCheck::MissingGeometry(const TopoDS_Shape& shape)
+{
+  for (TopExp_Explorer it(shape, TopAbs_FACE); it.More(); it.Next())
+  {
+    TopLoc_Location location;
+    if (BRep_Tool::Surface(TopoDS::Face(it.Current()), location).IsNull())
+      return "a face has no surface";
+  }
+  for (TopExp_Explorer it(shape, TopAbs_EDGE); it.More(); it.Next())
+  {
+    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
+    if (!BRep_Tool::Degenerated(edge) && !BRep_Tool::IsGeometric(edge))
+      return "an edge has no curve";
   }
   return std::string();
 }

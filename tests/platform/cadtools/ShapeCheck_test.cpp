@@ -31,4 +31,7 @@ TEST(ShapeCheck, RefusesMissingSurfacesAndPartsBeyondTheCoordinateLimit)
   BRepTools::Read(damaged, in, BRep_Builder());
   ASSERT_FALSE(damaged.IsNull());
   EXPECT_EQ(ShapeCheck::Problem(damaged), "a face has no surface");
+  EXPECT_EQ(ShapeCheck::MissingGeometry(damaged), "a face has no surface");
+  // The cheap check looks at nothing else: not where the part lies, nor what the kernel's checker says.
+  EXPECT_EQ(ShapeCheck::MissingGeometry(box(1.0e20)), "");
 }

@@ -197,8 +197,9 @@ Handle(ShapeEntity) BuildNode(const Json::Value& object)
       Standard_ArrayStreamBuffer text(begin, static_cast<std::size_t>(end - begin));
       std::istream in(&text);
       shape = ShapeHandle::ReadBRep(in);
-      // Checked as a part file is: a face without surface would crash whatever computes on it later.
-      if (shape.IsNull() || !ShapeCheck::Problem(shape).empty())
+      // A face without surface would crash whatever computes on it later. The kernel's full check
+      // is left to the part readers: it costs several times the read, for every node of a tree.
+      if (shape.IsNull() || !ShapeCheck::MissingGeometry(shape).empty())
         return Handle(ShapeEntity)();
     }
     node = new ShapeEntity(shape, id);
