@@ -5,7 +5,7 @@
 
 #include <entity/PartFile.h>
 
-#include "workpiece/IgesCounts.h"
+#include "workpiece/IgesPrecheck.h"
 
 #include <cadtools/ShapeCheck.h>
 #include <cadtools/ShapeHandle.h>
@@ -14,6 +14,8 @@
 #include <IFSelect_ReturnStatus.hxx>
 #include <IGESControl_Reader.hxx>
 #include <IGESData_IGESEntity.hxx>
+#include <Interface_Check.hxx>
+#include <Interface_CheckIterator.hxx>
 #include <Interface_InterfaceModel.hxx>
 #include <Interface_Static.hxx>
 #include <Message.hxx>
@@ -164,11 +166,11 @@ private:
 };
 
 // Address space a read may take beyond what the process holds already: at least MinReadBudget,
-// more for large files. An IGES B-spline whose knot count says 2147483647 makes the reader
-// allocate 17 GB before it finds the file has no such knots (IgesCounts catches the B-Rep
-// entities' counts earlier, but not every entity's); overcommitted memory would not stop it, the
-// cap does, and the allocation then fails at once. Reading and checking the largest part of the
-// test corpus (1.2 MB of STEP) grows the process by about 30 bytes per byte of file.
+// more for large files. A count of 2147483647 in an IGES B-spline made the reader allocate 17 GB
+// before it found the file has no such knots; IgesPrecheck refuses the counts it knows, this cap
+// bounds the rest (overcommitted memory would not stop them, the cap does, and the allocation then
+// fails at once). Reading and checking the largest part of the test corpus (1.2 MB of STEP) grows
+// the process by about 30 bytes per byte of file.
 constexpr rlim_t MinReadBudget = rlim_t(2) << 30;
 constexpr rlim_t ReadBudgetPerByte = 64;
 
@@ -252,15 +254,40 @@ public:
   ReadGuard& operator=(const ReadGuard&) = delete;
 };
 
+// Returns what `call` returns. A fault in the kernel below jumps back here and is raised as a
+// Standard_Failure, so that the caller's objects are released by the usual unwinding, not skipped
+// by the jump: a reader skipped so would keep its whole model.
+template <typename Call>
+auto Guarded(Call call)
+{
+  OCC_CATCH_SIGNALS
+  return call();
+}
+
+// Returns the first reference to an entity the file does not define, as the STEP reader words it,
+// empty when none: the transfer would follow it into a null entity and fault.
+std::string UnresolvedReference(const Handle(XSControl_WorkSession)& session)
+{
+  Interface_CheckIterator checks = session->ModelCheckList();
+  for (checks.Start(); checks.More(); checks.Next())
+    for (Standard_Integer i = 1; i <= checks.Value()->NbFails(); ++i)
+      if (const std::string fail = checks.Value()->CFail(i); fail.rfind("Unresolved Reference", 0) == 0)
+        return fail;
+  return std::string();
+}
+
 // Reads a STEP or IGES file; `name` then gives the file's name of a transferred shape.
 template <typename Reader>
 TopoDS_Shape ReadExchange(const std::string& path, std::function<std::string(const TopoDS_Shape&)>& name)
 {
   auto reader = std::make_shared<Reader>();
-  if (reader->ReadFile(path.c_str()) != IFSelect_RetDone)
+  if (!Guarded([&] { return reader->ReadFile(path.c_str()) == IFSelect_RetDone; }))
     return TopoDS_Shape();
+  if constexpr (std::is_same_v<Reader, STEPControl_Reader>)
+    if (const std::string unresolved = Guarded([&] { return UnresolvedReference(reader->WS()); }); !unresolved.empty())
+      Fail(path, "unreadable: a reference to an entity the file does not define (" + unresolved + ")");
   const LongLoopHealing healing(std::is_same_v<Reader, STEPControl_Reader> && HasLongLoop(reader->Model()));
-  if (reader->TransferRoots() == 0)
+  if (!Guarded([&] { return reader->TransferRoots() > 0; }))
     return TopoDS_Shape();
   name = [reader](const TopoDS_Shape& shape) {
     const Handle(XSControl_TransferReader) transfer = reader->WS()->TransferReader();
@@ -291,7 +318,7 @@ TopoDS_Shape ReadShape(const std::string& path, std::function<std::string(const 
   if (ext == "iges" || ext == "igs")
   {
     std::ifstream text(path, std::ios::binary);
-    if (const std::string problem = IgesCounts::Problem(text); !problem.empty())
+    if (const std::string problem = IgesPrecheck::Problem(text); !problem.empty())
       Fail(path, "unreadable: " + problem);
   }
   const std::uintmax_t size = std::filesystem::file_size(path, code);

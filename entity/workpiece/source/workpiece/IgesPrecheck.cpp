@@ -1,4 +1,4 @@
-#include "workpiece/IgesCounts.h"
+#include "workpiece/IgesPrecheck.h"
 
 #include <algorithm>
 #include <cctype>
@@ -13,8 +13,11 @@ namespace
 constexpr std::size_t SectionColumn = 72;
 constexpr std::size_t ParameterColumns = 64;
 
-// Position of the list count among each B-Rep entity's parameters (the entity type is the first).
-const std::map<long long, std::size_t> CountPosition{{186, 3}, {502, 1}, {504, 1}, {508, 1}, {510, 2}, {514, 1}};
+// Positions of the counts among the parameters of the entities whose reader sizes arrays by them
+// before reading the lists (the entity type is parameter 0): B-Rep manifold solid, vertex list,
+// edge list, loop, face and shell, B-spline curve (upper index, degree) and surface.
+const std::map<long long, std::vector<std::size_t>> CountPositions{
+  {126, {1, 2}}, {128, {1, 2, 3, 4}}, {186, {3}}, {502, {1}}, {504, {1}}, {508, {1}}, {510, {2}}, {514, {1}}};
 
 // Returns whether `text` is an integer (surrounding spaces allowed), setting `value`; one too
 // large saturates, as good a count as any to refuse.
@@ -64,9 +67,38 @@ char Delimiter(const std::string& global, std::size_t& pos, char fallback)
   pos += 3;
   return global[pos - 1];
 }
+// Returns the positions of the pointers of a B-Rep entity, which must point to a directory
+// entry: the kernel's reader follows a null one in a loop's edge list and faults.
+std::vector<std::size_t> PointerPositions(long long type, const std::vector<std::string>& parameters)
+{
+  std::vector<std::size_t> positions;
+  long long count = 0;
+  const auto number = [&](std::size_t i) { return i < parameters.size() && ToInteger(parameters[i], count) ? count : 0; };
+  if (type == 508)
+    // Per edge: type, edge list, index, orientation, K, then K pairs (isoparametric flag, curve).
+    for (std::size_t i = 2, n = 0; n < static_cast<std::size_t>(std::max(0LL, number(1))) && i + 4 < parameters.size(); ++n)
+    {
+      positions.push_back(i + 1);
+      const std::size_t curves = static_cast<std::size_t>(std::max(0LL, number(i + 4)));
+      for (std::size_t k = 0; k < curves; ++k)
+        positions.push_back(i + 6 + 2 * k);
+      i += 5 + 2 * curves;
+    }
+  else if (type == 514)
+    for (std::size_t i = 2; i < parameters.size(); i += 2)
+      positions.push_back(i);
+  else if (type == 510)
+    for (std::size_t i = 1; i < parameters.size(); i = i == 1 ? 4 : i + 1)
+      positions.push_back(i);
+  else if (type == 186)
+    for (std::size_t i = 1; i < parameters.size(); i = i == 1 ? 4 : i + 2)
+      positions.push_back(i);
+  return positions;
+}
+
 } // namespace
 
-std::string IgesCounts::Problem(std::istream& in)
+std::string IgesPrecheck::Problem(std::istream& in)
 {
   std::string global;
   std::vector<std::pair<std::string, std::string>> entities; // directory pointer, parameter text
@@ -94,15 +126,18 @@ std::string IgesCounts::Problem(std::istream& in)
   for (const auto& [pointer, text] : entities)
   {
     const std::vector<std::string> parameters = Parameters(text, delimiter, end);
-    long long type = 0, count = 0;
+    long long type = 0, value = 0;
     if (!ToInteger(parameters[0], type))
       continue;
-    const auto position = CountPosition.find(type);
-    if (position == CountPosition.end() || position->second >= parameters.size() ||
-        !ToInteger(parameters[position->second], count) || count <= static_cast<long long>(parameters.size()))
-      continue;
-    return "its IGES entity " + std::to_string(type) + " at directory line " + pointer + " counts " +
-           std::to_string(count) + " items but holds " + std::to_string(parameters.size()) + " parameters";
+    const std::string entity = "its IGES entity " + std::to_string(type) + " at directory line " + pointer;
+    const long long held = static_cast<long long>(parameters.size());
+    if (const auto counts = CountPositions.find(type); counts != CountPositions.end())
+      for (const std::size_t position : counts->second)
+        if (position < parameters.size() && ToInteger(parameters[position], value) && value > held)
+          return entity + " counts " + std::to_string(value) + " items but holds " + std::to_string(held) + " parameters";
+    for (const std::size_t position : PointerPositions(type, parameters))
+      if (position < parameters.size() && ToInteger(parameters[position], value) && value <= 0)
+        return entity + " points to no entity (parameter " + std::to_string(position) + " is " + std::to_string(value) + ")";
   }
   return std::string();
 }
