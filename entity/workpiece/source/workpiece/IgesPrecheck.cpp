@@ -1,9 +1,9 @@
 #include "workpiece/IgesPrecheck.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <map>
+#include <string>
 #include <vector>
 
 namespace
