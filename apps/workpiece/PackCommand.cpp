@@ -1,5 +1,6 @@
 #include "PackCommand.h"
 #include "MechanismFile.h"
+#include "OutputFile.h"
 
 #include "ProgressBar.h"
 
@@ -23,7 +24,7 @@ const char* PackUsage = R"(usage: workpiece pack MECHANISM.json PACKAGE.7z [--fo
 Loads a mechanism as `workpiece fk` does and exports it at its home pose as an entity package:
 the folder beside PACKAGE named after its stem (context.layout and the display tree) compressed
 to PACKAGE in 7z form. An existing PACKAGE is left alone unless --force is given, which removes
-it first.
+it first; PACKAGE must be new or a regular file of your own (a link writes the file it points to).
 exit codes: 0 success, 1 the mechanism cannot be loaded or the package cannot be written,
 2 wrong arguments.
 )";
@@ -75,16 +76,23 @@ int RunPackCommand(const std::vector<std::string>& args, std::ostream& out, std:
     return 2;
   }
   const std::string& mechanismPath = files[0];
-  const std::string& package = files[1];
+  // The package's folder is named after it, beside it: it is written in place, not aside and
+  // renamed, and a link is written through to the file it points to.
+  if (const std::string refusal = OutputFile::Refusal(files[1], {mechanismPath}); !refusal.empty())
+  {
+    err << "workpiece pack: cannot write '" << files[1] << "': " << refusal << "\n";
+    return 1;
+  }
+  const std::string package = OutputFile::Resolved(files[1]);
   std::error_code ec;
   if (fs::exists(fs::symlink_status(package, ec)))
   {
     if (!force)
     {
-      err << "workpiece pack: '" << package << "' exists; not overwritten (use --force to replace it)\n";
+      err << "workpiece pack: '" << files[1] << "' exists; not overwritten (use --force to replace it)\n";
       return 1;
     }
-    if (fs::is_directory(package, ec) || !fs::remove(package, ec))
+    if (!fs::remove(package, ec))
     {
       err << "workpiece pack: cannot remove '" << package << "'\n";
       return 1;
@@ -108,11 +116,11 @@ int RunPackCommand(const std::vector<std::string>& args, std::ostream& out, std:
   scope.Next();
   if (!written)
   {
-    err << "workpiece pack: cannot write the package '" << package << "'\n";
+    err << "workpiece pack: cannot write the package '" << files[1] << "'\n";
     return 1;
   }
   out << "packed " << mechanism.GetName() << " (links: " << mechanism.GetLinkSize()
-      << ", flanges: " << mechanism.GetFlange().size() << ") into " << package << "\n";
+      << ", flanges: " << mechanism.GetFlange().size() << ") into " << files[1] << "\n";
   return 0;
 }
 

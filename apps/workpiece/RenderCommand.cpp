@@ -1,6 +1,7 @@
 #include "RenderCommand.h"
 
 #include "MechanismFile.h"
+#include "OutputFile.h"
 #include "PartReader.h"
 #include "SeamsCommand.h"
 
@@ -15,6 +16,7 @@
 #include <cctype>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <optional>
 
 namespace
@@ -177,13 +179,33 @@ std::optional<int> Parse(const std::vector<std::string>& args, Request& request,
 // Writes the camera when asked and says what was written; returns the exit code.
 int Finish(const Request& request, const SceneRenderer& scene, std::ostream& out, std::ostream& err)
 {
-  if (!request.camera.empty() && !DataHandle::SaveJson(scene.CameraToJson(), request.camera))
+  if (!request.camera.empty())
   {
-    err << "workpiece render: cannot write '" << request.camera << "'\n";
-    return 1;
+    const Json::Value camera = scene.CameraToJson();
+    const std::string failure = OutputFile::Write(
+      request.camera, {request.input}, [&camera](const std::string& temporary) { return DataHandle::SaveJson(camera, temporary); });
+    if (!failure.empty())
+    {
+      err << "workpiece render: cannot write '" << request.camera << "': " << failure << "\n";
+      return 1;
+    }
   }
   out << "wrote " << request.picture << " (" << scene.Width() << "x" << scene.Height() << ")";
   return 0;
+}
+
+// Writes the picture through OutputFile with `render`, which writes to the path it is given;
+// returns the exit code, 0 when written.
+int WritePicture(const Request& request, std::ostream& err, const std::function<void(const std::string&)>& render)
+{
+  const std::string failure = OutputFile::Write(request.picture, {request.input}, [&render](const std::string& temporary) {
+    render(temporary);
+    return true;
+  });
+  if (failure.empty())
+    return 0;
+  err << "workpiece render: cannot write the picture '" << request.picture << "': " << failure << "\n";
+  return 1;
 }
 
 int RenderMechanism(const Request& request, std::ostream& out, std::ostream& err)
@@ -209,7 +231,10 @@ int RenderMechanism(const Request& request, std::ostream& out, std::ostream& err
     std::vector<const Entity*> drawn;
     for (const auto& entity : mounted)
       drawn.push_back(entity.get());
-    scene = MechanismPicture::Render(*mechanism, joints, drawn, look, request.picture);
+    if (const int code = WritePicture(request, err, [&](const std::string& path) {
+          scene = MechanismPicture::Render(*mechanism, joints, drawn, look, path);
+        }))
+      return code;
   }
   catch (const WorkpieceError& error)
   {
@@ -236,7 +261,10 @@ int RenderPart(const Request& request, std::ostream& out, std::ostream& err)
   {
     if (request.seams)
       seams = SeamExtractor(read.shape).Extract(request.options);
-    scene = SeamPicture::Render(read.shape, request.seams ? &seams.segs : nullptr, request.look, request.picture);
+    if (const int code = WritePicture(request, err, [&](const std::string& path) {
+          scene = SeamPicture::Render(read.shape, request.seams ? &seams.segs : nullptr, request.look, path);
+        }))
+      return code;
   }
   catch (const WorkpieceError& error)
   {
@@ -263,6 +291,14 @@ int RunRenderCommand(const std::vector<std::string>& args, std::ostream& out, st
   Request request;
   if (const std::optional<int> code = Parse(args, request, out, err))
     return *code;
+  // Refused before the work, which a large part makes long.
+  for (const std::string* path : {&request.picture, &request.camera})
+    if (const std::string refusal = path->empty() ? std::string() : OutputFile::Refusal(*path, {request.input});
+        !refusal.empty())
+    {
+      err << "workpiece render: cannot write '" << *path << "': " << refusal << "\n";
+      return 1;
+    }
   if (!request.joints.empty() || IsJson(request.input))
     return RenderMechanism(request, out, err);
   return RenderPart(request, out, err);

@@ -1,5 +1,6 @@
 #include "SeamsCommand.h"
 
+#include "OutputFile.h"
 #include "PartReader.h"
 #include "ProgressBar.h"
 
@@ -34,7 +35,8 @@ turned; what was done, and what could not be checked, is noted on the standard e
 options:
   --json FILE          also write the seams to FILE as a JSON array of IntEdgeFaceSeg arrays
                        [edge, face1, face2, fuzzy, type, aux flag, need-view-convex, aux number]
-                       (type 0 unknown, 1 concave, 2 convex)
+                       (type 0 unknown, 1 concave, 2 convex); FILE must be new or a regular
+                       file of your own other than PART (a link writes the file it points to)
   --classifier NAME    orientation (default): direction of the normals' cross product
                        along the edge, at several points of it;
                        probe: probe points up to 1.1 mm into each face;
@@ -188,6 +190,13 @@ int RunSeamsCommand(const std::vector<std::string>& args, std::ostream& out, std
     return 2;
   }
 
+  // Refused before the work, which a large part makes long.
+  if (const std::string refusal = jsonPath.empty() ? std::string() : OutputFile::Refusal(jsonPath, {part});
+      !refusal.empty())
+  {
+    err << "workpiece seams: cannot write '" << jsonPath << "': " << refusal << "\n";
+    return 1;
+  }
   const PartReader::Part read = PartReader::Read(part);
   if (read.shape.IsNull())
   {
@@ -219,9 +228,11 @@ int RunSeamsCommand(const std::vector<std::string>& args, std::ostream& out, std
     Json::Value seams(Json::arrayValue);
     for (const EdgeFaceSeg& seg : result.segs)
       seams.append(seg.GetIntSeg().ToJson());
-    if (!DataHandle::SaveJson(seams, jsonPath))
+    const std::string failure = OutputFile::Write(
+      jsonPath, {part}, [&seams](const std::string& temporary) { return DataHandle::SaveJson(seams, temporary); });
+    if (!failure.empty())
     {
-      err << "workpiece seams: cannot write '" << jsonPath << "'\n";
+      err << "workpiece seams: cannot write '" << jsonPath << "': " << failure << "\n";
       return 1;
     }
   }

@@ -40,6 +40,9 @@ Handle(Geom_Surface) GeomHandle::ConvertToBasisSurface(const TopoDS_Shape& face,
   if (face.IsNull() || face.ShapeType() != TopAbs_FACE)
     return Handle(Geom_Surface)();
   Handle(Geom_Surface) surface = BRep_Tool::Surface(TopoDS::Face(face));
+  // A face read from a damaged file may have no surface; callers treat null as "not a plane".
+  if (surface.IsNull())
+    return surface;
   for (;;)
   {
     if (const auto trimmed = Handle(Geom_RectangularTrimmedSurface)::DownCast(surface); !trimmed.IsNull())

@@ -2,6 +2,7 @@
 
 #include <cadtools/DataHandle.h>
 #include <cadtools/LogUtils.h>
+#include <cadtools/ShapeCheck.h>
 #include <cadtools/ShapeHandle.h>
 #include <cadtools/ThreadPool.h>
 
@@ -196,7 +197,9 @@ Handle(ShapeEntity) BuildNode(const Json::Value& object)
       Standard_ArrayStreamBuffer text(begin, static_cast<std::size_t>(end - begin));
       std::istream in(&text);
       shape = ShapeHandle::ReadBRep(in);
-      if (shape.IsNull())
+      // A face without surface would crash whatever computes on it later. The kernel's full check
+      // is left to the part readers: it costs several times the read, for every node of a tree.
+      if (shape.IsNull() || !ShapeCheck::MissingGeometry(shape).empty())
         return Handle(ShapeEntity)();
     }
     node = new ShapeEntity(shape, id);

@@ -113,16 +113,21 @@ TEST(ViewShapeUtil, FailedSavesAndLoadsAreReported)
 
   // A node that cannot be read fails the whole tree, naming the node.
   const Json::Value good = ViewShapeUtil::ExportToJson(root, false);
-  Json::Value truncated = good, garbage = good, badChild = good, badMesh = good;
+  Json::Value truncated = good, garbage = good, badChild = good, badMesh = good, noSurface = good;
   const std::string brep = good["childs"][0]["data"].asString();
   truncated["childs"][0]["data"] = brep.substr(0, brep.size() / 3);
+  // A face whose surface index lies past the surfaces read: loaded, it crashed the seam extractor.
+  const std::size_t face = brep.find("\nFa\n");
+  const std::size_t surface = brep.find(' ', brep.find_first_not_of(' ', brep.find("  ", face) + 2));
+  ASSERT_TRUE(face != std::string::npos && surface != std::string::npos);
+  noSurface["childs"][0]["data"] = brep.substr(0, surface) + " 999" + brep.substr(brep.find(' ', surface + 1));
   garbage["childs"][0]["data"] = "not a shape";
   badMesh["childs"][0]["ModelType"] = 1;
   badMesh["childs"][0]["data"] = Json::Value(Json::objectValue);
   const std::string node = "显示模型节点读取错误：" + good["childs"][0]["uuid"].asString();
   badChild["childs"][0] = 5;
   for (const auto& [bad, message] : std::vector<std::pair<Json::Value, std::string>>{
-         {truncated, node}, {garbage, node}, {badMesh, node}, {badChild, "显示模型数据格式错误"},
+         {truncated, node}, {garbage, node}, {badMesh, node}, {noSurface, node}, {badChild, "显示模型数据格式错误"},
          {Json::Value(), "显示模型数据格式错误"}, {Json::Value(Json::arrayValue), "显示模型数据格式错误"}})
   {
     LogCapture one;

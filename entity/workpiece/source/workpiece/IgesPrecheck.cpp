@@ -1,0 +1,143 @@
+#include "workpiece/IgesPrecheck.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace
+{
+// IGES records are 80 columns: data in the first 72 (64 in the parameter section, then the
+// entity's directory pointer), the section letter in column 73.
+constexpr std::size_t SectionColumn = 72;
+constexpr std::size_t ParameterColumns = 64;
+
+// Positions of the counts among the parameters of the entities whose reader sizes arrays by them
+// before reading the lists (the entity type is parameter 0): B-Rep manifold solid, vertex list,
+// edge list, loop, face and shell, B-spline curve (upper index, degree) and surface.
+const std::map<long long, std::vector<std::size_t>> CountPositions{
+  {126, {1, 2}}, {128, {1, 2, 3, 4}}, {186, {3}}, {502, {1}}, {504, {1}}, {508, {1}}, {510, {2}}, {514, {1}}};
+
+// Returns whether `text` is an integer (surrounding spaces allowed), setting `value`; one too
+// large saturates, as good a count as any to refuse.
+bool ToInteger(const std::string& text, long long& value)
+{
+  char* end = nullptr;
+  value = std::strtoll(text.c_str(), &end, 10);
+  return end != text.c_str() &&
+         std::all_of(static_cast<const char*>(end), text.c_str() + text.size(), [](char c) { return c == ' '; });
+}
+
+// Splits one entity's parameter text at `delimiter` up to `end`, skipping over Hollerith strings
+// ("nH" and n characters), which may hold either.
+std::vector<std::string> Parameters(const std::string& text, char delimiter, char end)
+{
+  std::vector<std::string> parameters;
+  std::string token;
+  for (std::size_t i = 0; i < text.size(); ++i)
+  {
+    const char c = text[i];
+    long long length = 0;
+    if (c == 'H' && ToInteger(token, length) && length > 0)
+    {
+      const std::size_t taken = std::min<std::size_t>(static_cast<std::size_t>(length), text.size() - i - 1);
+      token.append(text, i, taken + 1);
+      i += taken;
+    }
+    else if (c == delimiter || c == end)
+    {
+      parameters.push_back(token);
+      token.clear();
+      if (c == end)
+        return parameters;
+    }
+    else
+      token += c;
+  }
+  parameters.push_back(token);
+  return parameters;
+}
+
+// Returns the delimiter the global section names at `pos` ("1Hx"), or `fallback`; moves past it.
+char Delimiter(const std::string& global, std::size_t& pos, char fallback)
+{
+  if (global.compare(pos, 2, "1H") != 0 || pos + 2 >= global.size())
+    return fallback;
+  pos += 3;
+  return global[pos - 1];
+}
+// Returns the positions of the pointers of a B-Rep entity, which must point to a directory
+// entry: the kernel's reader follows a null one in a loop's edge list and faults.
+std::vector<std::size_t> PointerPositions(long long type, const std::vector<std::string>& parameters)
+{
+  std::vector<std::size_t> positions;
+  long long count = 0;
+  const auto number = [&](std::size_t i) { return i < parameters.size() && ToInteger(parameters[i], count) ? count : 0; };
+  if (type == 508)
+    // Per edge: type, edge list, index, orientation, K, then K pairs (isoparametric flag, curve).
+    for (std::size_t i = 2, n = 0; n < static_cast<std::size_t>(std::max(0LL, number(1))) && i + 4 < parameters.size(); ++n)
+    {
+      positions.push_back(i + 1);
+      const std::size_t curves = static_cast<std::size_t>(std::max(0LL, number(i + 4)));
+      for (std::size_t k = 0; k < curves; ++k)
+        positions.push_back(i + 6 + 2 * k);
+      i += 5 + 2 * curves;
+    }
+  else if (type == 514)
+    for (std::size_t i = 2; i < parameters.size(); i += 2)
+      positions.push_back(i);
+  else if (type == 510)
+    for (std::size_t i = 1; i < parameters.size(); i = i == 1 ? 4 : i + 1)
+      positions.push_back(i);
+  else if (type == 186)
+    for (std::size_t i = 1; i < parameters.size(); i = i == 1 ? 4 : i + 2)
+      positions.push_back(i);
+  return positions;
+}
+
+} // namespace
+
+std::string IgesPrecheck::Problem(std::istream& in)
+{
+  std::string global;
+  std::vector<std::pair<std::string, std::string>> entities; // directory pointer, parameter text
+  for (std::string line; std::getline(in, line);)
+  {
+    if (!line.empty() && line.back() == '\r')
+      line.pop_back();
+    if (line.size() <= SectionColumn)
+      continue;
+    if (line[SectionColumn] == 'G')
+      global += line.substr(0, SectionColumn);
+    else if (line[SectionColumn] == 'P')
+    {
+      std::string pointer = line.substr(ParameterColumns, SectionColumn - ParameterColumns);
+      pointer.erase(0, pointer.find_first_not_of(" 0"));
+      if (entities.empty() || entities.back().first != pointer)
+        entities.emplace_back(pointer, std::string());
+      entities.back().second += line.substr(0, ParameterColumns);
+    }
+  }
+  std::size_t pos = 0;
+  const char delimiter = Delimiter(global, pos, ',');
+  ++pos;
+  const char end = Delimiter(global, pos, ';');
+  for (const auto& [pointer, text] : entities)
+  {
+    const std::vector<std::string> parameters = Parameters(text, delimiter, end);
+    long long type = 0, value = 0;
+    if (!ToInteger(parameters[0], type))
+      continue;
+    const std::string entity = "its IGES entity " + std::to_string(type) + " at directory line " + pointer;
+    const long long held = static_cast<long long>(parameters.size());
+    if (const auto counts = CountPositions.find(type); counts != CountPositions.end())
+      for (const std::size_t position : counts->second)
+        if (position < parameters.size() && ToInteger(parameters[position], value) && value > held)
+          return entity + " counts " + std::to_string(value) + " items but holds " + std::to_string(held) + " parameters";
+    for (const std::size_t position : PointerPositions(type, parameters))
+      if (position < parameters.size() && ToInteger(parameters[position], value) && value <= 0)
+        return entity + " points to no entity (parameter " + std::to_string(position) + " is " + std::to_string(value) + ")";
+  }
+  return std::string();
+}
