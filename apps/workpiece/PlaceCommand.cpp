@@ -1,5 +1,6 @@
 #include "PlaceCommand.h"
 
+#include "OutputFile.h"
 #include "PartReader.h"
 
 #include <entity/IntEdgeFaceSeg.h>
@@ -174,19 +175,29 @@ void Print(const Json::Value& json, std::ostream& out)
   out << "placed box: min " << numbers(json["box"]["min"]) << ", max " << numbers(json["box"]["max"]) << "\n";
 }
 
-// Every file the command writes goes through here; names the file it failed on.
-std::optional<std::string> WriteOutputs(const Json::Value& json, const TopoDS_Shape& placed,
-                                        const std::string& jsonPath, const std::string& stepPath)
+// Writes the placed part as STEP and the answer as JSON, each through OutputFile so that neither
+// replaces the part read nor anything but a regular file; returns the failure message, empty on success.
+std::string WriteOutputs(const Json::Value& json, const TopoDS_Shape& placed, const std::string& part,
+                         const std::string& jsonPath, const std::string& stepPath)
 {
   if (!stepPath.empty())
   {
-    STEPControl_Writer writer;
-    if (writer.Transfer(placed, STEPControl_AsIs) != IFSelect_RetDone || writer.Write(stepPath.c_str()) != IFSelect_RetDone)
-      return stepPath;
+    const std::string failure = OutputFile::Write(stepPath, {part}, [&placed](const std::string& temporary) {
+      STEPControl_Writer writer;
+      return writer.Transfer(placed, STEPControl_AsIs) == IFSelect_RetDone &&
+             writer.Write(temporary.c_str()) == IFSelect_RetDone;
+    });
+    if (!failure.empty())
+      return "cannot write '" + stepPath + "': " + failure;
   }
-  if (!jsonPath.empty() && !DataHandle::SaveJson(json, jsonPath))
-    return jsonPath;
-  return std::nullopt;
+  if (!jsonPath.empty())
+  {
+    const std::string failure = OutputFile::Write(
+      jsonPath, {part}, [&json](const std::string& temporary) { return DataHandle::SaveJson(json, temporary); });
+    if (!failure.empty())
+      return "cannot write '" + jsonPath + "': " + failure;
+  }
+  return {};
 }
 } // namespace
 
@@ -276,9 +287,9 @@ int RunPlaceCommand(const std::vector<std::string>& args, std::ostream& out, std
   BRepBndLib::AddOptimal(placed.shape, placed.box, false, false);
   const Json::Value json = ToJson(part, placed);
   Print(json, out);
-  if (const auto failed = WriteOutputs(json, placed.shape, jsonPath, stepPath))
+  if (const std::string failure = WriteOutputs(json, placed.shape, part, jsonPath, stepPath); !failure.empty())
   {
-    err << "workpiece place: cannot write '" << *failed << "'\n";
+    err << "workpiece place: " << failure << "\n";
     return 1;
   }
   return 0;
