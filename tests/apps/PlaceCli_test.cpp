@@ -84,11 +84,15 @@ TEST(PlaceCli, PartsThatCannotStandAndBadArgumentsFail)
 {
   const std::string dir = CliRun::Scratch("place_bad").string() + "/";
   BRepTools::Write(Solids::Cylinder(20, 100), (dir + "rod.brep").c_str());
+  fs::copy_file(Examples + "tjoint.step", dir + "tjoint.step");
+  const auto partSize = fs::file_size(dir + "tjoint.step");
   const std::vector<std::tuple<std::string, int, std::string>> cases{
     {"place " + dir + "rod.brep", 1, "has no face it can stand on"},
     {"place " + dir + "nothing.step", 1, "cannot read"},
     {"place " + Examples + "tjoint.step --json " + dir, 1, "cannot write"},
     {"place " + Examples + "tjoint.step --out " + dir + "no/such/folder.step", 1, "cannot write"},
+    {"place " + dir + "tjoint.step --out " + dir + "tjoint.step", 1, "it is the input"},
+    {"place " + dir + "tjoint.step --json " + dir + "tjoint.step", 1, "it is the input"},
     {"place", 2, "no part given"},
     {"place a.step --dir 0,0,0", 2, "--dir"},
     {"place a.step --target 1,2,3,4,5,x", 2, "--target"},
@@ -99,5 +103,6 @@ TEST(PlaceCli, PartsThatCannotStandAndBadArgumentsFail)
     const CliRun run = CliRun::Of(WORKPIECE_CLI, args, dir);
     EXPECT_TRUE(run.code == code && run.err.find(error) != std::string::npos) << args << ": " << run.code << " " << run.err;
   }
+  EXPECT_EQ(fs::file_size(dir + "tjoint.step"), partSize);
   fs::remove_all(dir);
 }
