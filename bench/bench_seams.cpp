@@ -2,9 +2,12 @@
 // Seam classification per edge on a generated weldment, against the bare cost of evaluating the
 // two face normals of each edge (the floor), and the whole part on one thread and on the pool,
 // with its faces prepared and from the bare part; then the default classifier on the largest
-// parts of the test corpus, in edges per second.
+// parts of the test corpus, in edges per second, and the whole `workpiece seams` command on every
+// corpus part.
 #include <entity/AutoWeldSeamAlgUtils.h>
 #include <entity/GenerateWorkpieceHelper.h>
+#include <entity/PartFile.h>
+#include <entity/PartRepair.h>
 #include <entity/SeamExtractor.h>
 
 #include <cadtools/ThreadPool.h>
@@ -13,7 +16,6 @@
 #include <BRep_Tool.hxx>
 #include <Message.hxx>
 #include <Message_PrinterOStream.hxx>
-#include <STEPControl_Reader.hxx>
 #include <Standard_Failure.hxx>
 #include <TopExp.hxx>
 #include <TopTools_IndexedDataMapOfShapeListOfShape.hxx>
@@ -23,6 +25,8 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <initializer_list>
 #include <iostream>
@@ -40,8 +44,6 @@ struct Seam
   TopoDS_Edge edge;
   TopoDS_Face face1, face2;
 };
-
-
 
 const TopoDS_Shape& Part()
 {
@@ -219,21 +221,19 @@ void BM_IndexAndExtractWeldment(benchmark::State& state)
   });
 }
 // The largest corpus parts, by their two-face edges.
-const char* const CorpusParts[] = {"housing-nist-ctc02.stp", "frame-bars-gussets.step", "knuckle-bspline.stp"};
+const char* const LargestParts[] = {"housing-nist-ctc02.stp", "frame-bars-gussets.step", "knuckle-bspline.stp"};
+// Every corpus part, for the whole command.
+const char* const CorpusParts[] = {"bracket-4040-adapter.step", "housing-nist-ctc02.stp", "frame-bars-gussets.step",
+                                   "flange-hub-nist-ctc05.stp", "knuckle-bspline.stp",   "slab-loose-faces.igs",
+                                   "tank-nozzles.brep",         "rack-welded-plates.stp"};
 
-// A corpus part's seams by the default classifier, its faces prepared: range(0) the part, range(1) = 1
-// for the pool.
+// A corpus part's seams by the default classifier, read and repaired as the command does and its
+// faces prepared: range(0) the part, range(1) = 1 for the pool.
 void BM_ExtractCorpusPart(benchmark::State& state)
 {
   Message::DefaultMessenger()->RemovePrinters(STANDARD_TYPE(Message_PrinterOStream));
-  const std::string name = CorpusParts[state.range(0)];
-  STEPControl_Reader reader;
-  if (reader.ReadFile((WORKPIECE_PARTS_DIR "/" + name).c_str()) != IFSelect_RetDone || reader.TransferRoots() == 0)
-  {
-    state.SkipWithError(("cannot read " + name).c_str());
-    return;
-  }
-  const SeamExtractor extractor(reader.OneShape());
+  const std::string name = LargestParts[state.range(0)];
+  const SeamExtractor extractor(PartRepair::Repair(PartFile::Read(WORKPIECE_PARTS_DIR "/" + name)).shape);
   SeamExtractor::Options options;
   options.parallel = state.range(1) == 1;
   std::size_t seams = 0;
@@ -241,6 +241,37 @@ void BM_ExtractCorpusPart(benchmark::State& state)
     seams = extractor.Extract(options).segs.size();
   state.counters["edges_per_s"] = benchmark::Counter(static_cast<double>(seams), benchmark::Counter::kIsIterationInvariantRate);
   state.SetLabel(name + (options.parallel ? ", pool" : ", 1 thread"));
+}
+
+// The command-line tool beside this program in the build tree (apps/workpiece/workpiece), or the one
+// WORKPIECE_CLI names.
+std::string CliPath()
+{
+  if (const char* given = std::getenv("WORKPIECE_CLI"))
+    return given;
+  std::error_code error;
+  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+  return error ? std::string() : (self.parent_path().parent_path() / "apps" / "workpiece" / "workpiece").string();
+}
+
+// The whole `workpiece seams PART` run in a process of its own, file reading and start-up included,
+// its output discarded: range(0) the corpus part.
+void BM_SeamsCommand(benchmark::State& state)
+{
+  const std::string cli = CliPath(), name = CorpusParts[state.range(0)];
+  if (cli.empty() || !std::filesystem::exists(cli))
+  {
+    state.SkipWithError("no workpiece tool: build it beside the benchmarks or set WORKPIECE_CLI");
+    return;
+  }
+  const std::string command = "'" + cli + "' seams '" WORKPIECE_PARTS_DIR "/" + name + "' >/dev/null 2>&1";
+  for (auto _ : state)
+    if (std::system(command.c_str()) != 0)
+    {
+      state.SkipWithError(("the tool failed on " + name).c_str());
+      return;
+    }
+  state.SetLabel(name);
 }
 } // namespace
 
@@ -258,6 +289,7 @@ BENCHMARK(BM_IndexAndExtractWeldment)
   ->UseRealTime();
 
 BENCHMARK(BM_ExtractCorpusPart)->ArgsProduct({{0, 1, 2}, {0, 1}})->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_SeamsCommand)->DenseRange(0, 7)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char** argv)
 {
