@@ -38,6 +38,7 @@ const char* const Corpus[] = {
   "slab-loose-faces.igs",      // loose IGES faces, sewn on reading
   "tank-nozzles.brep",         // open shell: vessel and nozzles
   "rack-welded-plates.stp",    // rack of plates welded into a box with shelves
+  "plate-boss-holes.stp",      // milled plate with a raised boss, holes and chamfers
 };
 
 struct Score
