@@ -39,6 +39,7 @@ const char* const Corpus[] = {
   "tank-nozzles.brep",         // open shell: vessel and nozzles
   "rack-welded-plates.stp",    // rack of plates welded into a box with shelves
   "plate-boss-holes.stp",      // milled plate with a raised boss, holes and chamfers
+  "bracket-plate-holes.stp",   // flat 3.8 mm bracket plate, rounded corners and holes
 };
 
 struct Score
