@@ -117,6 +117,7 @@ TEST(SeamCorpus, DefaultClassifierAgreesWithTheDihedralReference)
   const SeamExtractor::Classifier byDefault = SeamExtractor::Options().classifier;
   for (const char* name : Corpus)
   {
+    // Read and repaired as `workpiece seams` does.
     const SeamExtractor extractor(PartRepair::Repair(PartFile::Read(Parts + name)).shape);
     for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
                                   SeamExtractor::Classifier::Orientation})
