@@ -227,7 +227,8 @@ const char* const LargestParts[] = {"housing-nist-ctc02.stp", "frame-bars-gusset
 const char* const CorpusParts[] = {"bracket-4040-adapter.step", "housing-nist-ctc02.stp", "frame-bars-gussets.step",
                                    "flange-hub-nist-ctc05.stp", "knuckle-bspline.stp",   "slab-loose-faces.igs",
                                    "tank-nozzles.brep",         "rack-welded-plates.stp",
-                                   "plate-boss-holes.stp",      "bracket-plate-holes.stp"};
+                                   "plate-boss-holes.stp",      "bracket-plate-holes.stp",
+                                   "table-frame-square-tubes.step", "holder-frame-tubes-strips.step"};
 
 // A corpus part's seams by the default classifier, read and repaired as the command does and its
 // faces prepared: range(0) the part, range(1) = 1 for the pool.
@@ -304,7 +305,7 @@ BENCHMARK(BM_IndexAndExtractWeldment)
   ->UseRealTime();
 
 BENCHMARK(BM_ExtractCorpusPart)->ArgsProduct({{0, 1, 2}, {0, 1}})->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_SeamsCommand)->DenseRange(0, 9)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_SeamsCommand)->DenseRange(0, 11)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char** argv)
 {

@@ -40,6 +40,8 @@ const char* const Corpus[] = {
   "rack-welded-plates.stp",    // rack of plates welded into a box with shelves
   "plate-boss-holes.stp",      // milled plate with a raised boss, holes and chamfers
   "bracket-plate-holes.stp",   // flat 3.8 mm bracket plate, rounded corners and holes
+  "table-frame-square-tubes.step",   // welded table frame: 19 square tubes and strips, a wooden top
+  "holder-frame-tubes-strips.step",  // bag holder: two square tubes and two flat strips
 };
 
 struct Score
