@@ -2,9 +2,12 @@
 // Seam classification per edge on a generated weldment, against the bare cost of evaluating the
 // two face normals of each edge (the floor), and the whole part on one thread and on the pool,
 // with its faces prepared and from the bare part; then the default classifier on the largest
-// parts of the test corpus, in edges per second.
+// parts of the test corpus, in edges per second, and the whole `workpiece seams` command on every
+// corpus part.
 #include <entity/AutoWeldSeamAlgUtils.h>
 #include <entity/GenerateWorkpieceHelper.h>
+#include <entity/PartFile.h>
+#include <entity/PartRepair.h>
 #include <entity/SeamExtractor.h>
 
 #include <cadtools/ThreadPool.h>
@@ -13,16 +16,18 @@
 #include <BRep_Tool.hxx>
 #include <Message.hxx>
 #include <Message_PrinterOStream.hxx>
-#include <STEPControl_Reader.hxx>
 #include <Standard_Failure.hxx>
 #include <TopExp.hxx>
 #include <TopTools_IndexedDataMapOfShapeListOfShape.hxx>
 #include <TopTools_ListOfShape.hxx>
 #include <TopoDS.hxx>
 #include <benchmark/benchmark.h>
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <initializer_list>
 #include <iostream>
@@ -40,8 +45,6 @@ struct Seam
   TopoDS_Edge edge;
   TopoDS_Face face1, face2;
 };
-
-
 
 const TopoDS_Shape& Part()
 {
@@ -219,21 +222,21 @@ void BM_IndexAndExtractWeldment(benchmark::State& state)
   });
 }
 // The largest corpus parts, by their two-face edges.
-const char* const CorpusParts[] = {"housing-nist-ctc02.stp", "frame-bars-gussets.step", "knuckle-bspline.stp"};
+const char* const LargestParts[] = {"housing-nist-ctc02.stp", "frame-bars-gussets.step", "knuckle-bspline.stp"};
+// Every corpus part, for the whole command.
+const char* const CorpusParts[] = {"bracket-4040-adapter.step", "housing-nist-ctc02.stp", "frame-bars-gussets.step",
+                                   "flange-hub-nist-ctc05.stp", "knuckle-bspline.stp",   "slab-loose-faces.igs",
+                                   "tank-nozzles.brep",         "rack-welded-plates.stp",
+                                   "plate-boss-holes.stp",      "bracket-plate-holes.stp",
+                                   "table-frame-square-tubes.step", "holder-frame-tubes-strips.step"};
 
-// A corpus part's seams by the default classifier, its faces prepared: range(0) the part, range(1) = 1
-// for the pool.
+// A corpus part's seams by the default classifier, read and repaired as the command does and its
+// faces prepared: range(0) the part, range(1) = 1 for the pool.
 void BM_ExtractCorpusPart(benchmark::State& state)
 {
   Message::DefaultMessenger()->RemovePrinters(STANDARD_TYPE(Message_PrinterOStream));
-  const std::string name = CorpusParts[state.range(0)];
-  STEPControl_Reader reader;
-  if (reader.ReadFile((WORKPIECE_PARTS_DIR "/" + name).c_str()) != IFSelect_RetDone || reader.TransferRoots() == 0)
-  {
-    state.SkipWithError(("cannot read " + name).c_str());
-    return;
-  }
-  const SeamExtractor extractor(reader.OneShape());
+  const std::string name = LargestParts[state.range(0)];
+  const SeamExtractor extractor(PartRepair::Repair(PartFile::Read(WORKPIECE_PARTS_DIR "/" + name)).shape);
   SeamExtractor::Options options;
   options.parallel = state.range(1) == 1;
   std::size_t seams = 0;
@@ -241,6 +244,50 @@ void BM_ExtractCorpusPart(benchmark::State& state)
     seams = extractor.Extract(options).segs.size();
   state.counters["edges_per_s"] = benchmark::Counter(static_cast<double>(seams), benchmark::Counter::kIsIterationInvariantRate);
   state.SetLabel(name + (options.parallel ? ", pool" : ", 1 thread"));
+}
+
+// The command-line tool beside this program in the build tree (apps/workpiece/workpiece), or the one
+// WORKPIECE_CLI names.
+std::string CliPath()
+{
+  if (const char* given = std::getenv("WORKPIECE_CLI"))
+    return given;
+  std::error_code error;
+  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+  return error ? std::string() : (self.parent_path().parent_path() / "apps" / "workpiece" / "workpiece").string();
+}
+
+// Returns the user and system time of the finished child processes, in seconds.
+double ChildrenCpuSeconds()
+{
+  rusage usage{};
+  getrusage(RUSAGE_CHILDREN, &usage);
+  const auto seconds = [](const timeval& t) { return static_cast<double>(t.tv_sec) + 1e-6 * static_cast<double>(t.tv_usec); };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+// The whole `workpiece seams PART` run in a process of its own, file reading and start-up included,
+// its output discarded: range(0) the corpus part.
+void BM_SeamsCommand(benchmark::State& state)
+{
+  const std::string cli = CliPath(), name = CorpusParts[state.range(0)];
+  if (cli.empty() || !std::filesystem::exists(cli))
+  {
+    state.SkipWithError("no workpiece tool: build it beside the benchmarks or set WORKPIECE_CLI");
+    return;
+  }
+  const std::string command = "'" + cli + "' seams '" WORKPIECE_PARTS_DIR "/" + name + "' >/dev/null 2>&1";
+  const double cpuBefore = ChildrenCpuSeconds();
+  for (auto _ : state)
+    if (std::system(command.c_str()) != 0)
+    {
+      state.SkipWithError(("the tool failed on " + name).c_str());
+      return;
+    }
+  // The processor time of the runs themselves, which other work on a shared machine disturbs less
+  // than the wall clock.
+  state.counters["cpu_s"] = (ChildrenCpuSeconds() - cpuBefore) / static_cast<double>(state.iterations());
+  state.SetLabel(name);
 }
 } // namespace
 
@@ -258,6 +305,7 @@ BENCHMARK(BM_IndexAndExtractWeldment)
   ->UseRealTime();
 
 BENCHMARK(BM_ExtractCorpusPart)->ArgsProduct({{0, 1, 2}, {0, 1}})->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_SeamsCommand)->DenseRange(0, 11)->Iterations(3)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 int main(int argc, char** argv)
 {
