@@ -2,6 +2,8 @@
 
 #include <cadtools/gpHandle.h>
 
+#include <Standard_Failure.hxx>
+
 #include <cmath>
 
 namespace
@@ -27,6 +29,25 @@ std::vector<gp_XYZ> ReadPoints(const Json::Value& value)
   for (Json::ArrayIndex i = 0; i + 2 < value.size(); i += 3)
     points.emplace_back(value[i].asDouble(), value[i + 1].asDouble(), value[i + 2].asDouble());
   return points;
+}
+
+// Returns whether the kernel takes the matrix as a placement with finite terms: a singular linear part
+// makes it throw, one whose determinant overflows gives a placement of infinities and NaNs.
+bool IsPlacement(const MeshData& mesh)
+{
+  try
+  {
+    const gp_Trsf trsf = mesh.GetTrsf();
+    for (int row = 1; row <= 3; ++row)
+      for (int col = 1; col <= 4; ++col)
+        if (!std::isfinite(trsf.Value(row, col)))
+          return false;
+    return true;
+  }
+  catch (const Standard_Failure&)
+  {
+    return false;
+  }
 }
 
 Json::Value WritePoints(const std::vector<gp_XYZ>& points)
@@ -162,5 +183,5 @@ std::shared_ptr<MeshData> MeshData::FromJson(const Json::Value& json)
   }
   for (int i = 0; i < 16; ++i)
     mesh->Transform[i] = json["Transform"][i].asDouble();
-  return mesh;
+  return IsPlacement(*mesh) ? mesh : nullptr;
 }

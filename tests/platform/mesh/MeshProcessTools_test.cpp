@@ -80,8 +80,16 @@ TEST(MeshData, JsonRoundTripAndMalformedForms)
   outOfRange[0] = static_cast<int>(mesh->Vertices.size());
   fractional[0] = 0.5;
   shortVertices.resize(shortVertices.size() - 1);
+  // A singular linear part cannot place anything; a huge one overflows the kernel's scale to infinity.
+  Json::Value singular(Json::arrayValue), overflowing(Json::arrayValue);
+  for (int i = 0; i < 16; ++i)
+  {
+    singular.append(0.0);
+    overflowing.append(i % 5 == 0 ? 1.0e200 : 0.0);
+  }
   for (const auto& [key, value] : {std::pair<const char*, Json::Value>{"Triangles", outOfRange}, {"Triangles", fractional},
                                    {"Vertices", shortVertices}, {"Transform", Json::Value(Json::arrayValue)},
+                                   {"Transform", singular}, {"Transform", overflowing},
                                    {"Normals", Json::Value("none")}})
   {
     Json::Value copy = json;
