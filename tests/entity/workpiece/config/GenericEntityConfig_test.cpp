@@ -213,6 +213,11 @@ TEST(GenericEntityConfig, FailuresLogCriticallyAndThrowTheirText)
          "GenericEntityConfig::GetPartsIndex", "当前传入的obj模型类型错误", 0);
   expect("GetId without a display tree", [](Rig&) { GenericEntityConfig().GetId(); }, "_index",
          "GenericEntityConfig::GetId", empty, 0);
+  expect("saved without a display tree", [](Rig&) {
+    GenericEntityConfig bare;
+    bare.LoadFromJson(J(Json::objectValue));
+    bare.ToJson("");
+  }, "_index", "Entity::ToJson", empty, 0);
   expect("flange index out of range", [](Rig& r) { r.entity.ChangeFlangeInstallInfoByIndex(0, nullptr, J()); }, "",
          "GenericEntityConfig::ChangeFlangeInstallInfoByIndex", "vector传入index错误，数据不在范围内", 0);
 }
