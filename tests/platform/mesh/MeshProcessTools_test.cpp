@@ -4,7 +4,12 @@
 #include <mesh/MeshProcessTools.h>
 #include <view/CADView.h>
 
+#include <BRepBuilderAPI_MakeFace.hxx>
+#include <BRepBuilderAPI_MakePolygon.hxx>
+#include <BRep_Builder.hxx>
 #include <PrsMgr_PresentationManager.hxx>
+#include <TopExp_Explorer.hxx>
+#include <TopoDS.hxx>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -53,6 +58,12 @@ TEST(MeshProcessTools, MeshesOfKnownSolidsAreClosedWithTheirAreaAndVolume)
   EXPECT_TRUE(box->Vertices.size() == 8u && box->Triangles.size() == 12u);
   EXPECT_TRUE(MeshProcessTools::CreateWatertightMesh(TopoDS_Shape(), 0.1)->IsEmpty() &&
               MeshProcessTools::CreateWatertightMesh(Solids::Box(1, 1, 1), 0.0)->IsEmpty());
+  // A square whose first edge is trimmed to nothing, as a damaged display-tree file can hold: the
+  // kernel throws while copying it, and the mesh is empty.
+  const TopoDS_Face damaged = BRepBuilderAPI_MakeFace(
+    BRepBuilderAPI_MakePolygon(gp_Pnt(0, 0, 0), gp_Pnt(10, 0, 0), gp_Pnt(10, 10, 0), gp_Pnt(0, 10, 0), true).Wire(), true);
+  BRep_Builder().Range(TopoDS::Edge(TopExp_Explorer(damaged, TopAbs_EDGE).Current()), 2.0, 2.0);
+  EXPECT_TRUE(MeshProcessTools::CreateWatertightMesh(damaged, 0.1)->IsEmpty());
   EXPECT_FALSE(MeshProcessTools::IsWatertight(*Triangle(0)) || MeshProcessTools::IsWatertight(MeshData()));
   EXPECT_TRUE(MeshData().ToTriangulation().IsNull());
 }
