@@ -130,7 +130,8 @@ void WriteTreesAndEntities(const fs::path& corpus)
     Entity entity;
     entity.SetEntityShape(tree);
     const Json::Value object = entity.ToJson(scratch.string());
-    WriteText(corpus / "fuzz_entity" / (name + ".bin"), WithTree(object, scratch.string() + object["ShapeEntityPath"].asString()));
+    const std::string treeFile = scratch.string() + object["ShapeEntityPath"].asString();
+    WriteText(corpus / "fuzz_entity" / (name + ".bin"), WithTree(object, treeFile));
   }
   const Handle(mesh::AIS_Mesh) meshObject = new mesh::AIS_Mesh();
   meshObject->AddMesh(Tetrahedron(), 0);

@@ -17,7 +17,7 @@ if [ ${#targets[@]} -eq 0 ]; then
 fi
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/workpiece-fuzz-run-XXXXXX")
-export ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1:${ASAN_OPTIONS:-}
+export ASAN_OPTIONS=detect_leaks=1:${ASAN_OPTIONS:-}
 export LSAN_OPTIONS=suppressions=$source_dir/scripts/lsan.supp:print_suppressions=0
 export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 export TMPDIR=$work
