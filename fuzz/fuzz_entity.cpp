@@ -7,6 +7,7 @@
 #include <cadtools/WorkpieceError.h>
 
 #include <cstdlib>
+#include <filesystem>
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
@@ -28,7 +29,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (entity.GetRootMdl().IsNull())
       return 0;
     // What an entity saves, another entity reads back with the same identity.
+    // Each input saves under the ids it names; the folder is emptied so that a long run keeps one file.
     const std::string folder = FuzzInput::Folder() + "saved/";
+    std::filesystem::remove_all(folder);
     Json::Value saved = entity.ToJson(folder);
     saved["ShapeEntityPath"] = folder + saved["ShapeEntityPath"].asString();
     Entity again;

@@ -7,6 +7,7 @@
 #include <cadtools/WorkpieceError.h>
 
 #include <cstdlib>
+#include <filesystem>
 
 extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
@@ -26,7 +27,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   {
     GenericEntityConfig mechanism;
     mechanism.LoadFromJson(json);
+    // Each input saves under the ids it names; the folder is emptied so that a long run keeps one file.
     const std::string folder = FuzzInput::Folder() + "saved/";
+    std::filesystem::remove_all(folder);
     saved = mechanism.ToJson(folder);
     saved["ShapeEntityPath"] = folder + saved["ShapeEntityPath"].asString();
   }
