@@ -63,6 +63,9 @@ Handle(Poly_MergeNodesTool) Welder(double tol, int nbTriangles)
 std::shared_ptr<MeshData> WeldedMesh(Poly_MergeNodesTool& merger)
 {
   auto mesh = std::make_shared<MeshData>();
+  // The merger throws when asked for the result of nothing: every triangle dropped as degenerate.
+  if (merger.NbElements() == 0)
+    return mesh;
   const Handle(Poly_Triangulation) merged = merger.Result();
   if (merged.IsNull())
     return mesh;

@@ -78,6 +78,9 @@ TEST(MeshProcessTools, WeldingMergesWithinToleranceOnly)
   // A triangle collapsed by the weld is dropped.
   mesh.Triangles.push_back({1, 3, 4});
   EXPECT_EQ(MeshProcessTools::WeldVertices(mesh, 1e-3)->Triangles.size(), 2u);
+  // A mesh whose every triangle collapses welds to the empty mesh.
+  mesh.Triangles = {{1, 3, 3}};
+  EXPECT_TRUE(MeshProcessTools::WeldVertices(mesh, 1e-3)->IsEmpty());
 }
 
 TEST(MeshData, JsonRoundTripAndMalformedForms)
