@@ -3,12 +3,15 @@
 BUILD_DIR ?= build
 ASAN_DIR ?= build-asan
 BENCH_DIR ?= build-bench
+FUZZ_DIR ?= build-fuzz
+FUZZ_SECONDS ?= 60
+FUZZ_SMOKE_SECONDS ?= 5
 JOBS ?= 2
 XVFB := $(CURDIR)/scripts/with-display.sh
 CLI := $(BUILD_DIR)/apps/workpiece/workpiece
 DEMO_DIR ?= $(BUILD_DIR)/demo
 
-.PHONY: deps configure build demo images test sanitize-test install-check bench install clean
+.PHONY: deps configure build demo images test sanitize-test install-check bench fuzz-build fuzz fuzz-smoke install clean
 
 deps:
 	./scripts/install-deps.sh
@@ -55,8 +58,22 @@ bench: deps
 	cmake --build $(BENCH_DIR) -j$(JOBS)
 	for b in $(BENCH_DIR)/bench/bench_*; do $$b || exit 1; done
 
+# libFuzzer targets (clang, address and undefined-behaviour sanitizers), one per input the library reads.
+fuzz-build: deps
+	cmake -S . -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=clang++ -DWORKPIECE_BUILD_FUZZ=ON \
+	  -DWORKPIECE_BUILD_TESTS=OFF -DWORKPIECE_BUILD_CLI=OFF
+	cmake --build $(FUZZ_DIR) -j$(JOBS)
+
+# Each target on a copy of its corpus for FUZZ_SECONDS; any crash, leak, timeout or memory blow-up fails.
+fuzz: fuzz-build
+	./fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
+
+# CI: every committed input once, then a few seconds of new ones per target.
+fuzz-smoke: fuzz-build
+	./fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SMOKE_SECONDS)
+
 install: build
 	cmake --install $(BUILD_DIR)
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(BENCH_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(BENCH_DIR) $(FUZZ_DIR)

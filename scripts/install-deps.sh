@@ -10,6 +10,7 @@ packages=(
   libjsoncpp-dev libsimdjson-dev libspdlog-dev libarchive-dev
   rapidjson-dev
   libgtest-dev libbenchmark-dev liborocos-kdl-dev
+  clang libclang-rt-dev
   libarchive-tools p7zip-full xvfb xauth
 )
 

@@ -31,6 +31,25 @@ std::vector<gp_XYZ> ReadPoints(const Json::Value& value)
   return points;
 }
 
+// Returns whether the kernel takes the matrix as a placement with finite terms: a singular linear part
+// makes it throw, one whose determinant overflows gives a placement of infinities and NaNs.
+bool IsPlacement(const MeshData& mesh)
+{
+  try
+  {
+    const gp_Trsf trsf = mesh.GetTrsf();
+    for (int row = 1; row <= 3; ++row)
+      for (int col = 1; col <= 4; ++col)
+        if (!std::isfinite(trsf.Value(row, col)))
+          return false;
+    return true;
+  }
+  catch (const Standard_Failure&)
+  {
+    return false;
+  }
+}
+
 Json::Value WritePoints(const std::vector<gp_XYZ>& points)
 {
   Json::Value arr(Json::arrayValue);
@@ -164,15 +183,5 @@ std::shared_ptr<MeshData> MeshData::FromJson(const Json::Value& json)
   }
   for (int i = 0; i < 16; ++i)
     mesh->Transform[i] = json["Transform"][i].asDouble();
-  // A placement that is no rotation with uniform scale (all zeros, singular, sheared) would fail
-  // every later use of the mesh; it is refused here, where the file is read.
-  try
-  {
-    mesh->GetTrsf();
-  }
-  catch (const Standard_Failure&)
-  {
-    return nullptr;
-  }
-  return mesh;
+  return IsPlacement(*mesh) ? mesh : nullptr;
 }

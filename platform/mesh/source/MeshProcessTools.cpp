@@ -5,6 +5,7 @@
 #include <BRep_Tool.hxx>
 #include <Poly_MergeNodesTool.hxx>
 #include <Precision.hxx>
+#include <Standard_Failure.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
 
@@ -62,6 +63,9 @@ Handle(Poly_MergeNodesTool) Welder(double tol, int nbTriangles)
 std::shared_ptr<MeshData> WeldedMesh(Poly_MergeNodesTool& merger)
 {
   auto mesh = std::make_shared<MeshData>();
+  // The merger throws when asked for the result of nothing: every triangle dropped as degenerate.
+  if (merger.NbElements() == 0)
+    return mesh;
   const Handle(Poly_Triangulation) merged = merger.Result();
   if (merged.IsNull())
     return mesh;
@@ -85,30 +89,39 @@ std::shared_ptr<MeshData> MeshProcessTools::CreateWatertightMesh(const TopoDS_Sh
   const auto empty = std::make_shared<MeshData>();
   if (shape.IsNull() || deflection <= Precision::Confusion())
     return empty;
-  // A copy is meshed so that the caller's shape (possibly shown or meshed on another thread) is untouched.
-  BRepBuilderAPI_Copy copier(shape, true, false);
-  if (!copier.IsDone())
-    return empty;
-  const TopoDS_Shape copy = copier.Shape();
-  BRepMesh_IncrementalMesh mesher(copy, deflection, false, MeshAngle, false);
-  if (!mesher.IsDone())
-    return empty;
-  int nbTriangles = 0;
-  std::vector<std::tuple<Handle(Poly_Triangulation), gp_Trsf, bool>> faces;
-  for (TopExp_Explorer ex(copy, TopAbs_FACE); ex.More(); ex.Next())
+  // A damaged shape (an edge trimmed to nothing, a curve the kernel cannot project) makes the copy,
+  // the mesher or the welder throw; it cannot be triangulated.
+  try
   {
-    const TopoDS_Face& face = TopoDS::Face(ex.Current());
-    TopLoc_Location loc;
-    const Handle(Poly_Triangulation) tri = BRep_Tool::Triangulation(face, loc);
-    if (tri.IsNull())
-      continue;
-    nbTriangles += tri->NbTriangles();
-    faces.emplace_back(tri, loc.Transformation(), face.Orientation() == TopAbs_REVERSED);
+    // A copy is meshed so that the caller's shape (possibly shown or meshed on another thread) is untouched.
+    BRepBuilderAPI_Copy copier(shape, true, false);
+    if (!copier.IsDone())
+      return empty;
+    const TopoDS_Shape copy = copier.Shape();
+    BRepMesh_IncrementalMesh mesher(copy, deflection, false, MeshAngle, false);
+    if (!mesher.IsDone())
+      return empty;
+    int nbTriangles = 0;
+    std::vector<std::tuple<Handle(Poly_Triangulation), gp_Trsf, bool>> faces;
+    for (TopExp_Explorer ex(copy, TopAbs_FACE); ex.More(); ex.Next())
+    {
+      const TopoDS_Face& face = TopoDS::Face(ex.Current());
+      TopLoc_Location loc;
+      const Handle(Poly_Triangulation) tri = BRep_Tool::Triangulation(face, loc);
+      if (tri.IsNull())
+        continue;
+      nbTriangles += tri->NbTriangles();
+      faces.emplace_back(tri, loc.Transformation(), face.Orientation() == TopAbs_REVERSED);
+    }
+    const Handle(Poly_MergeNodesTool) merger = Welder(Precision::Confusion() * 10.0, nbTriangles);
+    for (const auto& [tri, place, reversed] : faces)
+      merger->AddTriangulation(tri, place, reversed);
+    return WeldedMesh(*merger);
   }
-  const Handle(Poly_MergeNodesTool) merger = Welder(Precision::Confusion() * 10.0, nbTriangles);
-  for (const auto& [tri, place, reversed] : faces)
-    merger->AddTriangulation(tri, place, reversed);
-  return WeldedMesh(*merger);
+  catch (const Standard_Failure&)
+  {
+    return empty;
+  }
 }
 
 std::shared_ptr<MeshData> MeshProcessTools::WeldVertices(const MeshData& mesh, double tol)

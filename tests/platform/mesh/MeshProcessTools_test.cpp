@@ -4,7 +4,12 @@
 #include <mesh/MeshProcessTools.h>
 #include <view/CADView.h>
 
+#include <BRepBuilderAPI_MakeFace.hxx>
+#include <BRepBuilderAPI_MakePolygon.hxx>
+#include <BRep_Builder.hxx>
 #include <PrsMgr_PresentationManager.hxx>
+#include <TopExp_Explorer.hxx>
+#include <TopoDS.hxx>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -53,6 +58,12 @@ TEST(MeshProcessTools, MeshesOfKnownSolidsAreClosedWithTheirAreaAndVolume)
   EXPECT_TRUE(box->Vertices.size() == 8u && box->Triangles.size() == 12u);
   EXPECT_TRUE(MeshProcessTools::CreateWatertightMesh(TopoDS_Shape(), 0.1)->IsEmpty() &&
               MeshProcessTools::CreateWatertightMesh(Solids::Box(1, 1, 1), 0.0)->IsEmpty());
+  // A square whose first edge is trimmed to nothing, as a damaged display-tree file can hold: the
+  // kernel throws while copying it, and the mesh is empty.
+  const TopoDS_Face damaged = BRepBuilderAPI_MakeFace(
+    BRepBuilderAPI_MakePolygon(gp_Pnt(0, 0, 0), gp_Pnt(10, 0, 0), gp_Pnt(10, 10, 0), gp_Pnt(0, 10, 0), true).Wire(), true);
+  BRep_Builder().Range(TopoDS::Edge(TopExp_Explorer(damaged, TopAbs_EDGE).Current()), 2.0, 2.0);
+  EXPECT_TRUE(MeshProcessTools::CreateWatertightMesh(damaged, 0.1)->IsEmpty());
   EXPECT_FALSE(MeshProcessTools::IsWatertight(*Triangle(0)) || MeshProcessTools::IsWatertight(MeshData()));
   EXPECT_TRUE(MeshData().ToTriangulation().IsNull());
 }
@@ -67,6 +78,9 @@ TEST(MeshProcessTools, WeldingMergesWithinToleranceOnly)
   // A triangle collapsed by the weld is dropped.
   mesh.Triangles.push_back({1, 3, 4});
   EXPECT_EQ(MeshProcessTools::WeldVertices(mesh, 1e-3)->Triangles.size(), 2u);
+  // A mesh whose every triangle collapses welds to the empty mesh.
+  mesh.Triangles = {{1, 3, 3}};
+  EXPECT_TRUE(MeshProcessTools::WeldVertices(mesh, 1e-3)->IsEmpty());
 }
 
 TEST(MeshData, JsonRoundTripAndMalformedForms)
@@ -80,8 +94,16 @@ TEST(MeshData, JsonRoundTripAndMalformedForms)
   outOfRange[0] = static_cast<int>(mesh->Vertices.size());
   fractional[0] = 0.5;
   shortVertices.resize(shortVertices.size() - 1);
+  // A singular linear part cannot place anything; a huge one overflows the kernel's scale to infinity.
+  Json::Value singular(Json::arrayValue), overflowing(Json::arrayValue);
+  for (int i = 0; i < 16; ++i)
+  {
+    singular.append(0.0);
+    overflowing.append(i % 5 == 0 ? 1.0e200 : 0.0);
+  }
   for (const auto& [key, value] : {std::pair<const char*, Json::Value>{"Triangles", outOfRange}, {"Triangles", fractional},
                                    {"Vertices", shortVertices}, {"Transform", Json::Value(Json::arrayValue)},
+                                   {"Transform", singular}, {"Transform", overflowing},
                                    {"Normals", Json::Value("none")}})
   {
     Json::Value copy = json;

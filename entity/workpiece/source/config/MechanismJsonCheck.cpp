@@ -2,6 +2,8 @@
 
 #include "core/EntityLog.h"
 
+#include <entity/JointType.h>
+
 #include <cadtools/LogUtils.h>
 
 #include <cmath>
@@ -15,7 +17,8 @@ namespace
 constexpr Json::ArrayIndex SixCount = 6;
 constexpr Json::ArrayIndex MatrixRows = 3;
 constexpr Json::ArrayIndex MatrixColumns = 4;
-constexpr int LastConfiguredType = 5;
+// The configured types, and None: what a link loaded without a type is saved with.
+constexpr int LastJointTypeRead = static_cast<int>(JointType::None);
 // Links are numbered by 16-bit positions; flanges are made up to an assembly's index, so a wild
 // index would allocate without end.
 constexpr Json::ArrayIndex MaxLinks = 65535;
@@ -135,8 +138,8 @@ public:
       if (!link["joint_type"].isInt())
         WrongType(path + ".joint_type", "整数");
       const int type = link["joint_type"].asInt();
-      if (type < 0 || type > LastConfiguredType)
-        Fail("_type", "关节类型错误：" + path + ".joint_type 应在 0 到 5 之间");
+      if (type < 0 || type > LastJointTypeRead)
+        Fail("_type", "关节类型错误：" + path + ".joint_type 应在 0 到 6 之间");
     }
     if (link["axis_min"].asDouble() > link["axis_max"].asDouble())
       Fail("_limit", "限位错误：" + path + " 的 axis_min 大于 axis_max");

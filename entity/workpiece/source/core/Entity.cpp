@@ -124,6 +124,9 @@ void Entity::Hide(unsigned long long hashIndex)
 
 Json::Value Entity::ToJson(const std::string& dir)
 {
+  // A mechanism loaded from an object without "ShapeEntityPath" has links but no display tree to save.
+  if (myRootMdl.IsNull())
+    EntityLog::Fail(WORKPIECE_LOC("Entity::ToJson"), "存在异常的空数据", "_index");
   Json::Value json(Json::objectValue);
   json["Name"] = myRootMdl->GetName();
   json["Primitive_Name"] = myRootMdl->GetPrimitiveName();

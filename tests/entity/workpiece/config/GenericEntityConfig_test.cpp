@@ -120,6 +120,18 @@ TEST(GenericEntityConfig, BuildsTheLinkTreeInTwoPasses)
     const CouplingShaft& c = e.GetCouplingShaft()[0];
     EXPECT_TRUE(c.pairOnePosition == 1 && c.pairTwoPosition == 0 && c.ratio == 0.5);
   }
+  {
+    // A link loaded without a type does not move (None); it is saved as 6, and what is saved loads again.
+    Rig rig;
+    GenericEntityConfig& e = rig.entity;
+    Json::Value json = rig.Chain();
+    json["LinkRod"][2].removeMember("joint_type");
+    e.LoadFromJson(json);
+    const Json::Value saved = e.ToJson("");
+    EXPECT_EQ(saved["LinkRod"][2]["joint_type"].asInt(), 6);
+    e.LoadFromJson(saved);
+    EXPECT_TRUE(e.GetLinkSize() == 3 && e.GetLinkRodNodeByHash(3)->GetConfigJointType() == JointType::None);
+  }
 }
 
 TEST(GenericEntityConfig, CollisionPartsAndDrawingFlagsTravelWithTheDisplayTree)
@@ -192,7 +204,7 @@ TEST(GenericEntityConfig, FailuresLogCriticallyAndThrowTheirText)
     {"limits turned over", [](J& j) { j["LinkRod"][1]["axis_min"] = 95; }, "_limit",
      "限位错误：LinkRod[1] 的 axis_min 大于 axis_max"},
     {"joint type 7", [](J& j) { j["LinkRod"][0]["joint_type"] = 7; }, "_type",
-     "关节类型错误：LinkRod[0].joint_type 应在 0 到 5 之间"},
+     "关节类型错误：LinkRod[0].joint_type 应在 0 到 6 之间"},
     {"joint value as text", [](J& j) { j["LinkRod"][0]["joint_value"] = "12"; }, "_type",
      "键的类型错误：LinkRod[0].joint_value 应为数值"},
     {"child hash as text", [](J& j) { j["LinkRod"][0]["sub_links"][0] = "2"; }, "_type",
@@ -215,6 +227,11 @@ TEST(GenericEntityConfig, FailuresLogCriticallyAndThrowTheirText)
          "GenericEntityConfig::GetPartsIndex", "当前传入的obj模型类型错误", 0);
   expect("GetId without a display tree", [](Rig&) { GenericEntityConfig().GetId(); }, "_index",
          "GenericEntityConfig::GetId", empty, 0);
+  expect("saved without a display tree", [](Rig&) {
+    GenericEntityConfig bare;
+    bare.LoadFromJson(J(Json::objectValue));
+    bare.ToJson("");
+  }, "_index", "Entity::ToJson", empty, 0);
   expect("flange index out of range", [](Rig& r) { r.entity.ChangeFlangeInstallInfoByIndex(0, nullptr, J()); }, "",
          "GenericEntityConfig::ChangeFlangeInstallInfoByIndex", "vector传入index错误，数据不在范围内", 0);
 }
