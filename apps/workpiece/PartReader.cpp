@@ -33,3 +33,13 @@ PartReader::Part PartReader::Read(const std::string& path)
     return {TopoDS_Shape(), text.compare(0, named.size(), named) == 0 ? text.substr(named.size()) : text, {}};
   }
 }
+
+TopoDS_Shape PartReader::ReadFor(const std::string& command, const std::string& path, std::ostream& err)
+{
+  const Part read = Read(path);
+  if (read.shape.IsNull())
+    err << "workpiece " << command << ": cannot read '" << path << "': " << read.error << "\n";
+  for (const std::string& note : read.notes)
+    err << "workpiece " << command << ": " << path << ": " << note << "\n";
+  return read.shape;
+}

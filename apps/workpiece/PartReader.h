@@ -2,6 +2,7 @@
 
 #include <TopoDS_Shape.hxx>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -19,6 +20,10 @@ public:
 
   // Returns the part in `path` (.step/.stp/.iges/.igs/.brep, any case), or the reason it could not be read.
   static Part Read(const std::string& path);
+
+  // Returns the part in `path` as Read does, having written its notes and any error to `err` as lines
+  // "workpiece COMMAND: ..."; the null shape when it cannot be read.
+  static TopoDS_Shape ReadFor(const std::string& command, const std::string& path, std::ostream& err);
 
   // Returns whether the file's extension is one Read understands.
   static bool IsSupported(const std::string& path);

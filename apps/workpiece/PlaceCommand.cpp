@@ -262,16 +262,11 @@ int RunPlaceCommand(const std::vector<std::string>& args, std::ostream& out, std
     return 2;
   }
 
-  const PartReader::Part read = PartReader::Read(part);
-  if (read.shape.IsNull())
-  {
-    err << "workpiece place: cannot read '" << part << "': " << read.error << "\n";
+  const TopoDS_Shape shape = PartReader::ReadFor("place", part, err);
+  if (shape.IsNull())
     return 1;
-  }
-  for (const std::string& note : read.notes)
-    err << "workpiece place: " << part << ": " << note << "\n";
 
-  const Handle(ShapeEntity) root = new ShapeEntity(read.shape, Uuid::CreateUuid());
+  const Handle(ShapeEntity) root = new ShapeEntity(shape, Uuid::CreateUuid());
   Workpiece workpiece(root);
   const gp_Pnt point = gp::Origin().Transformed(target);
   const auto [ok, trsf] = WorkpieceAnalysis::OrgWorkpieceLocaitonTo(&workpiece, target, point, dir);

@@ -249,20 +249,17 @@ int RenderMechanism(const Request& request, std::ostream& out, std::ostream& err
 
 int RenderPart(const Request& request, std::ostream& out, std::ostream& err)
 {
-  const PartReader::Part read = PartReader::Read(request.input);
-  if (read.shape.IsNull())
-  {
-    err << "workpiece render: cannot read '" << request.input << "': " << read.error << "\n";
+  const TopoDS_Shape shape = PartReader::ReadFor("render", request.input, err);
+  if (shape.IsNull())
     return 1;
-  }
   SeamExtractor::Result seams;
   std::unique_ptr<SceneRenderer> scene;
   try
   {
     if (request.seams)
-      seams = SeamExtractor(read.shape).Extract(request.options);
+      seams = SeamExtractor(shape).Extract(request.options);
     if (const int code = WritePicture(request, err, [&](const std::string& path) {
-          scene = SeamPicture::Render(read.shape, request.seams ? &seams.segs : nullptr, request.look, path);
+          scene = SeamPicture::Render(shape, request.seams ? &seams.segs : nullptr, request.look, path);
         }))
       return code;
   }

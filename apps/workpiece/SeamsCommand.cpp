@@ -197,18 +197,13 @@ int RunSeamsCommand(const std::vector<std::string>& args, std::ostream& out, std
     err << "workpiece seams: cannot write '" << jsonPath << "': " << refusal << "\n";
     return 1;
   }
-  const PartReader::Part read = PartReader::Read(part);
-  if (read.shape.IsNull())
-  {
-    err << "workpiece seams: cannot read '" << part << "': " << read.error << "\n";
+  const TopoDS_Shape shape = PartReader::ReadFor("seams", part, err);
+  if (shape.IsNull())
     return 1;
-  }
-  for (const std::string& note : read.notes)
-    err << "workpiece seams: " << part << ": " << note << "\n";
   SeamExtractor::Result result;
   try
   {
-    const SeamExtractor extractor(read.shape);
+    const SeamExtractor extractor(shape);
     Handle(ProgressBar) bar;
     if (isatty(STDERR_FILENO) && extractor.NbEdges() >= ProgressBarEdges)
       bar = new ProgressBar(err);

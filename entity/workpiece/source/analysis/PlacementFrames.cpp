@@ -1,5 +1,6 @@
 #include "analysis/PlacementFrames.h"
 
+#include "analysis/AnalysisTolerances.h"
 #include "analysis/PlateAnalysis.h"
 
 #include <cadtools/ShapeHandle.h>
@@ -13,8 +14,8 @@
 
 namespace
 {
-constexpr double BoxTol = 0.001;
-constexpr double AlongTol = 0.17453292519943295;
+using AnalysisTolerances::BoxTol;
+constexpr double AlongTol = AnalysisTolerances::AngleTol;
 // Below this the length direction of a record is taken as missing.
 constexpr double MinDirLength = 1.0e-9;
 

@@ -1,5 +1,6 @@
 #include "analysis/PlateAnalysis.h"
 
+#include "analysis/AnalysisTolerances.h"
 #include "core/EntityLog.h"
 
 #include <entity/WorkpieceAnalysis.h>
@@ -22,11 +23,11 @@
 
 namespace
 {
-constexpr double BoxTol = 0.001;
-constexpr double PlaneTol = 1.0;
+using AnalysisTolerances::BoxTol;
+using AnalysisTolerances::PlaneTol;
 // Two boards whose thickness directions differ by more than this are never one plate.
 constexpr double BoardAngleTol = 0.5235987755982988;
-constexpr double FaceAngleTol = 0.17453292519943295;
+constexpr double FaceAngleTol = AnalysisTolerances::AngleTol;
 constexpr double LongestStart = 0.0;
 constexpr double ShortestStart = 32767.0;
 constexpr double ShortestEdgeGap = 20.0;

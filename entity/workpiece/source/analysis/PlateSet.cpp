@@ -1,5 +1,7 @@
 #include "analysis/PlateSet.h"
 
+#include "analysis/AnalysisTolerances.h"
+
 #include <entity/Workpiece.h>
 
 #include <cadtools/ShapeHandle.h>
@@ -12,7 +14,7 @@
 
 namespace
 {
-constexpr double BoxTol = 0.001;
+using AnalysisTolerances::BoxTol;
 constexpr int FaceMask = (1 << 17) - 1;
 } // namespace
 

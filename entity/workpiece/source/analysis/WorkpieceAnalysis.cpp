@@ -1,5 +1,6 @@
 #include <entity/WorkpieceAnalysis.h>
 
+#include "analysis/AnalysisTolerances.h"
 #include "analysis/PlacementFrames.h"
 #include "analysis/PlateAnalysis.h"
 #include "analysis/PlateSet.h"
@@ -22,10 +23,10 @@
 
 namespace
 {
-constexpr double BoxTol = 0.001;
-constexpr double PlaneTol = 1.0;
+using AnalysisTolerances::BoxTol;
+using AnalysisTolerances::PlaneTol;
 constexpr double HalfSizeFloor = 0.001;
-constexpr double NormalTol = 0.17453292519943295;
+constexpr double NormalTol = AnalysisTolerances::AngleTol;
 // A part whose longest box side exceeds this many times its shortest only stands on its long sides.
 constexpr double ElongatedRatio = 2.0;
 // The walk over the faces stops at a face scoring more than this share of the box's largest face.
