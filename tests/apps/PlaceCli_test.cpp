@@ -5,9 +5,7 @@
 
 #include <cadtools/DataHandle.h>
 
-#include <BRepBndLib.hxx>
 #include <BRepTools.hxx>
-#include <Bnd_Box.hxx>
 
 #include <gtest/gtest.h>
 
@@ -19,15 +17,6 @@ namespace
 namespace fs = std::filesystem;
 const std::string Examples = WORKPIECE_EXAMPLES_DIR "/";
 constexpr double Tol = 0.01;
-
-std::array<double, 6> Bounds(const TopoDS_Shape& shape)
-{
-  Bnd_Box box;
-  BRepBndLib::AddOptimal(shape, box, false, false);
-  std::array<double, 6> b{};
-  box.Get(b[0], b[1], b[2], b[3], b[4], b[5]);
-  return b;
-}
 } // namespace
 
 TEST(PlaceCli, TJointStandsOnItsBaseTurnedAlongTheDirection)
@@ -61,8 +50,8 @@ TEST(PlaceCli, JsonAndStepAgreeWithTheTransformOnATarget)
   ASSERT_TRUE(written.isObject());
   // The transform printed carries the part onto what the STEP file holds, resting on z = 30.
   const std::array<double, 6> moved =
-    Bounds(PartFile::Read(Examples + "lbracket.step").Moved(TopLoc_Location(DataHandle::JsonSixToTrsf(written["transform"]))));
-  const std::array<double, 6> file = Bounds(PartFile::Read(step));
+    Solids::Bounds(PartFile::Read(Examples + "lbracket.step"), DataHandle::JsonSixToTrsf(written["transform"]));
+  const std::array<double, 6> file = Solids::Bounds(PartFile::Read(step));
   for (std::size_t i = 0; i < 6; ++i)
   {
     EXPECT_NEAR(moved[i], file[i], Tol) << i;

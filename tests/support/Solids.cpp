@@ -1,6 +1,7 @@
 #include "Solids.h"
 
 #include <BRepAdaptor_Curve.hxx>
+#include <BRepBndLib.hxx>
 #include <BRepAlgoAPI_Fuse.hxx>
 #include <BRepBuilderAPI_MakeFace.hxx>
 #include <BRepBuilderAPI_MakePolygon.hxx>
@@ -9,6 +10,7 @@
 #include <BRepPrimAPI_MakeBox.hxx>
 #include <BRepPrimAPI_MakeCylinder.hxx>
 #include <BRepPrimAPI_MakePrism.hxx>
+#include <Bnd_Box.hxx>
 #include <Standard_Failure.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
@@ -62,4 +64,13 @@ TopoDS_Shape Solids::FilletedPlate(double dx, double dy, double dz, double radiu
 TopoDS_Shape Solids::Cylinder(double radius, double height)
 {
   return BRepPrimAPI_MakeCylinder(radius, height).Shape();
+}
+
+std::array<double, 6> Solids::Bounds(const TopoDS_Shape& shape, const gp_Trsf& trsf)
+{
+  Bnd_Box box;
+  BRepBndLib::AddOptimal(shape.Moved(TopLoc_Location(trsf)), box, false, false);
+  std::array<double, 6> b{};
+  box.Get(b[0], b[1], b[2], b[3], b[4], b[5]);
+  return b;
 }

@@ -3,6 +3,8 @@
 #include <TopoDS_Shape.hxx>
 #include <gp_Trsf.hxx>
 
+#include <array>
+
 // Solids whose counts, lengths, areas and volumes are known by hand.
 class Solids
 {
@@ -11,6 +13,8 @@ public:
   static TopoDS_Shape Box(double dx, double dy, double dz);
   // Returns `shape` moved by `trsf`.
   static TopoDS_Shape Moved(const TopoDS_Shape& shape, const gp_Trsf& trsf);
+  // Returns xmin, ymin, zmin, xmax, ymax, zmax of the exact box of `shape` placed by `trsf`.
+  static std::array<double, 6> Bounds(const TopoDS_Shape& shape, const gp_Trsf& trsf = gp_Trsf());
   // Returns an L prism: a `leg` square less its (leg - thick)² corner, `depth` along Z; concave at (thick, thick).
   static TopoDS_Shape LSolid(double leg, double thick, double depth);
   // Returns a T-joint: a `width` × `length` × `thick` base fused with a `thick` × `height` web on its middle.

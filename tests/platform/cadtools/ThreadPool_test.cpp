@@ -1,7 +1,7 @@
 #include <cadtools/ThreadPool.h>
 #include <cadtools/WorkpieceError.h>
 
-#include <Message_ProgressIndicator.hxx>
+#include "support/BreakAt.h"
 
 #include <gtest/gtest.h>
 
@@ -25,15 +25,6 @@ void FinishesInAMinute(const std::function<void()>& body)
   }
   done.get();
 }
-
-// Asks to stop once `stopAt` of the work is done.
-struct BreakAt : Message_ProgressIndicator
-{
-  explicit BreakAt(double stopAt) : stopAt(stopAt) {}
-  Standard_Boolean UserBreak() override { return GetPosition() >= stopAt; }
-  void Show(const Message_ProgressScope&, const Standard_Boolean) override {}
-  double stopAt;
-};
 } // namespace
 
 TEST(ThreadPool, EightNestedLoopsRunOnNoMoreThreadsThanTheHardwareHas)

@@ -7,8 +7,6 @@
 
 #include <cadtools/ShapeHandle.h>
 
-#include <Bnd_Box.hxx>
-#include <TopoDS.hxx>
 #include <gtest/gtest.h>
 
 #include <cmath>

@@ -9,9 +9,7 @@
 #include <cadtools/ShapeHandle.h>
 #include <cadtools/gpHandle.h>
 
-#include <BRepBndLib.hxx>
 #include <BRepCheck_Analyzer.hxx>
-#include <Bnd_Box.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
 #include <gtest/gtest.h>
@@ -27,16 +25,6 @@ constexpr double TenDegrees = 0.17453292519943295;
 TopoDS_Shape Placed(const TopoDS_Shape& shape, const gp_Trsf& trsf)
 {
   return shape.Moved(TopLoc_Location(trsf));
-}
-
-// xmin, ymin, zmin, xmax, ymax, zmax of the placed shape.
-std::array<double, 6> Bounds(const TopoDS_Shape& shape, const gp_Trsf& trsf = gp_Trsf())
-{
-  Bnd_Box box;
-  BRepBndLib::AddOptimal(Placed(shape, trsf), box, false, false);
-  std::array<double, 6> b{};
-  box.Get(b[0], b[1], b[2], b[3], b[4], b[5]);
-  return b;
 }
 
 gp_Trsf Target(double x, double y, double z, double degrees)
@@ -87,7 +75,7 @@ TEST(Placement, OrdinaryPartsRestOnTheTargetPlaneLongSideAlongTheDirection)
       ASSERT_TRUE(ok) << c.name;
       const TopoDS_Shape placed = Placed(part->GetEntireShape(), trsf);
       EXPECT_TRUE(BRepCheck_Analyzer(placed).IsValid()) << c.name;
-      EXPECT_NEAR(Bounds(placed)[2], point.Z(), Tol) << c.name;
+      EXPECT_NEAR(Solids::Bounds(placed)[2], point.Z(), Tol) << c.name;
       EXPECT_NEAR(SupportArea(placed, point.Z()), c.supportArea, Tol) << c.name;
       EXPECT_TRUE(PlateAnalysis::IsParallel(LongestSide(placed), dir, TenDegrees)) << c.name;
     }
@@ -119,7 +107,7 @@ TEST(Placement, ByTrsfTakesTheTargetInThePartsPresentFrame)
   part->UpdatePlacementTrsf(raised);
   const auto [ok, change] = WorkpieceAnalysis::OrgWorkpieceLocaitonByTrsf(part.get(), gp_Trsf(), gp::Origin(), gp::DX());
   ASSERT_TRUE(ok);
-  const std::array<double, 6> b = Bounds(part->GetEntireShape(), change * part->GetTransformation());
+  const std::array<double, 6> b = Solids::Bounds(part->GetEntireShape(), change * part->GetTransformation());
   EXPECT_NEAR(b[2], 500.0, Tol);
   EXPECT_NEAR(b[3] - b[0], 300.0, Tol);
 }
@@ -138,7 +126,7 @@ TEST(Placement, BeamsColumnsAndTowerCornersLieAsTheirKindWants)
   {
     const auto trsf = PlacementFrames::HBeam(PlateSet(beam), whole, *record, gp_Trsf(), point, gp::DY(), turnOver);
     ASSERT_TRUE(trsf);
-    const std::array<double, 6> b = Bounds(whole, PlacementFrames::StartAtPoint(whole, *trsf, point, gp::DY()));
+    const std::array<double, 6> b = Solids::Bounds(whole, PlacementFrames::StartAtPoint(whole, *trsf, point, gp::DY()));
     for (const auto& [value, expected] : {std::pair(b[3] - b[0], 150.0), std::pair(b[1], 50.0), std::pair(b[4], 1050.0),
                                           std::pair(b[2], 0.0), std::pair(b[5], 200.0)})
       EXPECT_NEAR(value, expected, Tol);
@@ -149,7 +137,7 @@ TEST(Placement, BeamsColumnsAndTowerCornersLieAsTheirKindWants)
   const TopoDS_Shape column = PlateAssemblies::BoxColumn();
   const auto lying = PlacementFrames::BoxColumn(column, gp_Trsf(), gp::Origin(), gp::DY());
   ASSERT_TRUE(lying);
-  const std::array<double, 6> c = Bounds(column, *lying);
+  const std::array<double, 6> c = Solids::Bounds(column, *lying);
   EXPECT_NEAR(c[2], 0.0, Tol);
   EXPECT_NEAR(c[5], 60.0, Tol);
   EXPECT_NEAR(c[4] - c[1], 500.0, Tol);
@@ -165,8 +153,8 @@ TEST(Placement, BeamsColumnsAndTowerCornersLieAsTheirKindWants)
   ASSERT_TRUE(record);
   const auto standing = PlacementFrames::TowerCorner(plates, PlateAssemblies::Compound(corner), *record, Target(0, 0, 100, 90));
   ASSERT_TRUE(standing);
-  EXPECT_NEAR(Bounds(PlateAssemblies::Compound(corner), *standing)[2], 100.0, Tol);
-  EXPECT_NEAR(Bounds(PlateAssemblies::Compound(corner), *standing)[5], 320.0, Tol);
-  EXPECT_NEAR(Bounds(corner[0], *standing)[5], 120.0, Tol);
+  EXPECT_NEAR(Solids::Bounds(PlateAssemblies::Compound(corner), *standing)[2], 100.0, Tol);
+  EXPECT_NEAR(Solids::Bounds(PlateAssemblies::Compound(corner), *standing)[5], 320.0, Tol);
+  EXPECT_NEAR(Solids::Bounds(corner[0], *standing)[5], 120.0, Tol);
   EXPECT_TRUE(PlateAnalysis::IsParallel(LongestSide(Placed(corner[1], *standing)), gp::DY(), 1e-6));
 }

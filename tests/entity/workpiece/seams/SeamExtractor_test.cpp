@@ -1,3 +1,5 @@
+#include "support/BreakAt.h"
+#include "support/DihedralReference.h"
 #include "support/SeamSolids.h"
 #include "support/Solids.h"
 
@@ -15,6 +17,7 @@
 #include <BRepBuilderAPI_MakeEdge.hxx>
 #include <BRepBuilderAPI_MakeFace.hxx>
 #include <BRepBuilderAPI_MakeWire.hxx>
+#include <BRepBuilderAPI_Transform.hxx>
 #include <BRepCheck_Analyzer.hxx>
 #include <BRepPrimAPI_MakeBox.hxx>
 #include <BRepPrimAPI_MakeSphere.hxx>
@@ -22,7 +25,6 @@
 #include <BRep_Tool.hxx>
 #include <Bnd_Box.hxx>
 #include <GCPnts_AbscissaPoint.hxx>
-#include <Message_ProgressIndicator.hxx>
 #include <Standard_DomainError.hxx>
 #include <TopExp.hxx>
 #include <TopTools_IndexedMapOfShape.hxx>
@@ -64,15 +66,6 @@ TopoDS_Compound Compound(const std::vector<TopoDS_Shape>& shapes, bool spread = 
   }
   return compound;
 }
-
-// Asks to stop once `stopAt` of the work is done.
-struct BreakAt : Message_ProgressIndicator
-{
-  explicit BreakAt(double stopAt) : stopAt(stopAt) {}
-  Standard_Boolean UserBreak() override { return GetPosition() >= stopAt; }
-  void Show(const Message_ProgressScope&, const Standard_Boolean) override {}
-  const double stopAt;
-};
 
 NCollection_Sequence<gp_Pnt> Points(std::initializer_list<gp_Pnt> points)
 {
@@ -131,17 +124,24 @@ TEST(SeamExtractor, EdgesLeftOutAndEveryClassifierAlikeOnThePoolOneThreadAndDire
   for (const gp_Pnt& a : {gp_Pnt(5, 5, 0), gp_Pnt(5, 0, 5), gp_Pnt(5, -5, 0)})
     fan.push_back(BRepBuilderAPI_MakeFace(
       BRepBuilderAPI_MakeWire(hinge, SeamSolids::Segment(p1, a), SeamSolids::Segment(a, p0)).Wire(), true));
+  // Mirrored in x = 0, the planes come out left-handed: every classifier must still agree.
+  gp_Trsf mirror;
+  mirror.SetMirror(gp_Ax2(gp::Origin(), gp::DX()));
+  const auto mirrored = [&](const TopoDS_Shape& shape) { return BRepBuilderAPI_Transform(shape, mirror, true).Shape(); };
   // Left out: edges bounding one face, closed faces' seams, edges of more than two faces, degenerated ones.
-  struct Case { TopoDS_Shape part; std::size_t edges, oneFace, closedSeams, manyFaces, degenerated; Kinds kinds; }; // kinds by the probe
+  // Kinds by the probe; when `all`, by every classifier and the dihedral reference too.
+  struct Case { TopoDS_Shape part; std::size_t edges, oneFace, closedSeams, manyFaces, degenerated; Kinds kinds; bool all; };
+  const Kinds step{{EdgeType::Concave, 1}, {EdgeType::Convex, 17}}, studs{{EdgeType::Concave, 24}, {EdgeType::Convex, 60}};
   const std::vector<Case> cases{
-    {BRepPrimAPI_MakeSphere(10).Shape(), 3, 0, 1, 0, 2, {}}, {Solids::Cylinder(5, 10), 3, 0, 1, 0, 0, {{EdgeType::Convex, 2}}},
-    {Compound(fan), 7, 6, 0, 1, 0, {}}, {TopoDS_Shape(), 0, 0, 0, 0, 0, {}},
-    {Solids::FilletedPlate(100, 60, 10, 5), 24, 0, 0, 0, 0, {{EdgeType::Convex, 24}}},
-    {Solids::TSolid(100, 60, 10, 40), 24, 0, 0, 0, 0, {{EdgeType::Concave, 2}, {EdgeType::Convex, 22}}},
-    {SeamSolids::StuddedPlate(3, 2), 12 + 6 * 12, 0, 0, 0, 0, {{EdgeType::Concave, 24}, {EdgeType::Convex, 60}}},
+    {BRepPrimAPI_MakeSphere(10).Shape(), 3, 0, 1, 0, 2, {}, true}, {Solids::Cylinder(5, 10), 3, 0, 1, 0, 0, {{EdgeType::Convex, 2}}, false},
+    {Compound(fan), 7, 6, 0, 1, 0, {}, true}, {TopoDS_Shape(), 0, 0, 0, 0, 0, {}, true},
+    {Solids::FilletedPlate(100, 60, 10, 5), 24, 0, 0, 0, 0, {{EdgeType::Convex, 24}}, false},
+    {Solids::TSolid(100, 60, 10, 40), 24, 0, 0, 0, 0, {{EdgeType::Concave, 2}, {EdgeType::Convex, 22}}, true},
+    {SeamSolids::StuddedPlate(3, 2), 12 + 6 * 12, 0, 0, 0, 0, studs, true},
+    {mirrored(SeamSolids::StuddedPlate(3, 2)), 12 + 6 * 12, 0, 0, 0, 0, studs, true},
     // The probe cannot tell the knife edge; it fits the step's 0.5 mm face.
-    {SeamSolids::ThinWedge(), 9, 0, 0, 0, 0, {{EdgeType::Unknown, 1}, {EdgeType::Convex, 8}}},
-    {SeamSolids::StepSolid(), 18, 0, 0, 0, 0, {{EdgeType::Concave, 1}, {EdgeType::Convex, 17}}}};
+    {SeamSolids::ThinWedge(), 9, 0, 0, 0, 0, {{EdgeType::Unknown, 1}, {EdgeType::Convex, 8}}, false},
+    {SeamSolids::StepSolid(), 18, 0, 0, 0, 0, step, true}, {mirrored(SeamSolids::StepSolid()), 18, 0, 0, 0, 0, step, true}};
   SeamExtractor::Options probe;
   probe.classifier = SeamExtractor::Classifier::Probe;
   for (std::size_t k = 0; k < cases.size(); ++k)
@@ -152,12 +152,17 @@ TEST(SeamExtractor, EdgesLeftOutAndEveryClassifierAlikeOnThePoolOneThreadAndDire
               std::make_tuple(cases[k].edges, cases[k].oneFace, cases[k].closedSeams, cases[k].manyFaces,
                               cases[k].degenerated)) << k;
     EXPECT_EQ(KindsOf(pooled), cases[k].kinds) << k;
+    Kinds reference;
+    for (const EdgeWithFaces& e : SeamSolids::TwoFaceEdges(cases[k].part))
+      ++reference[DihedralReference::AsEdgeType(DihedralReference::Classify(e.edge, e.face1, e.face2))];
+    EXPECT_TRUE(!cases[k].all || reference == cases[k].kinds) << k;
     for (const auto classifier : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
                                   SeamExtractor::Classifier::Orientation})
     {
       SeamExtractor::Options options;
       options.classifier = classifier;
       const SeamExtractor::Result parallel = extractor.Extract(options);
+      EXPECT_TRUE(!cases[k].all || KindsOf(parallel) == cases[k].kinds) << k << ", " << SeamExtractor::ClassifierName(classifier);
       options.parallel = false;
       const SeamExtractor::Result single = extractor.Extract(options);
       ASSERT_TRUE(single.segs.size() == parallel.segs.size() && single.segs.size() == SeamSolids::TwoFaceEdges(cases[k].part).size());
