@@ -100,42 +100,6 @@ TEST(GenericEntity, LinksPartsAndMountedToolMatchIndependentProductForRandomValu
   EXPECT_TRUE(Near(tool->GetParentEntityTrsf(), robot->GetLink(6)->GetWcs()));
 }
 
-TEST(GenericEntity, LimitsAreCheckedOneMillionthInside)
-{
-  auto robot = Mechanisms::BuildRobot();
-  auto tool = Mechanisms::BuildTool();
-  robot->SetChildEntity(0, tool.get());
-  const std::vector<double> pose{0.0, 0.1, 0.2, -0.3, 0.4, 0.5, 0.6};
-  ASSERT_TRUE(robot->ForwardTrsf(pose, false, true));
-  const gp_Trsf end = robot->GetLink(6)->GetWcs();
-  const gp_Trsf toolPlace = tool->GetRootMdlTrsf();
-  // The lower arm's upper limit, 150°: refused on it and beside it, nothing moves; taken 2e-6 inside.
-  const double upper = 150 * Deg;
-  for (const auto& [value, check, accepted] : std::vector<std::tuple<double, bool, bool>>{
-         {upper, true, false}, {upper + 1e-7, true, false}, {upper - 2e-6, true, true}, {upper, false, true}})
-  {
-    std::vector<double> wanted = pose;
-    wanted[2] = value;
-    EXPECT_EQ(robot->ForwardTrsf(wanted, false, check), accepted) << value;
-    EXPECT_EQ(gpHandle::IsSameTrsf(robot->GetLink(6)->GetWcs(), end, 0.0) && gpHandle::IsSameTrsf(tool->GetRootMdlTrsf(), toolPlace, 0.0), !accepted);
-    robot->ForwardTrsf(pose, false, true);
-  }
-  EXPECT_FALSE(robot->IsInLimit(std::vector<double>(6, 0.0), 0, 0.0)) << "one value short";
-
-  // Forward(index) names the link after the base: index 1 is the lower arm; the last index names none.
-  EXPECT_TRUE(!robot->Forward(1, upper, true) && robot->GetLink(2)->CurrentJointValue() == 0.2);
-  ASSERT_TRUE(robot->Forward(1, -0.5, true));
-  std::vector<double> moved = pose;
-  moved[2] = -0.5;
-  EXPECT_TRUE(Near(robot->GetCurJointTrsf(6) * RobotZero(6), Mechanisms::LinkFrames(Mechanisms::SixAxisRobot(), moved).back()));
-  EXPECT_DOUBLE_EQ(robot->GetCurrentValue(0)[2], 0.2) << "the current value vector is not written";
-  EXPECT_FALSE(robot->Forward(-1, 0.0, false) || robot->Forward(robot->EntityDof() - 1, 0.0, false));
-
-  // Ranges narrowed by the tolerance; a tolerance of half the base slide's 2 mm still leaves a point.
-  EXPECT_NEAR(robot->GetLimit(0, 0.01)[2].second, upper - 0.01, 1.0e-12);
-  EXPECT_NO_THROW(robot->GetLimit(0, 1.0));
-}
-
 TEST(GenericEntity, ForwardStopsAtALinkThatCannotMoveAndCollectsModelsDownTheTree)
 {
   // The robot's first three links with a link whose axis was never derived slipped in after the turret.
@@ -197,6 +161,10 @@ TEST(GenericEntity, MovingTheBaseCarriesLinksAndChildren)
   auto tool = Mechanisms::BuildTool();
   robot->SetChildEntity(0, tool.get());
   ASSERT_TRUE(robot->ForwardTrsf({0.0, 0.3, 0.2, 0.1, 0.4, 0.5, 0.6}, false, true));
+  // Forward(1, ...) moves the lower arm alone, leaving the current value vector unwritten.
+  ASSERT_TRUE(robot->Forward(1, -0.5, true));
+  EXPECT_TRUE(Near(robot->GetCurJointTrsf(6) * RobotZero(6), Mechanisms::LinkFrames(Mechanisms::SixAxisRobot(), {0.0, 0.3, -0.5, 0.1, 0.4, 0.5, 0.6}).back()));
+  EXPECT_DOUBLE_EQ(robot->GetCurrentValue(0)[2], 0.2);
   robot->TransformedBy(step);
   EXPECT_TRUE(Near(robot->GetRootMdl()->GetCollisionTrsf(), step) && Near(robot->GetRootMdl()->LocalTransformation(), gp_Trsf()));
   robot->ChangeLocation(step);
@@ -254,7 +222,7 @@ TEST(GenericEntity, RemovingAMiddleLinkRenumbersAndRehooksItsChildren)
   EXPECT_THROW(positioner->RemoveLinkRod(elbow.get()), WorkpieceError);
 }
 
-TEST(GenericEntity, NonFiniteValuesLimitsAndTransformsAreRefusedWithTheStateUnchanged)
+TEST(GenericEntity, LimitsNonFiniteValuesAndTransformsAreRefusedWithTheStateUnchanged)
 {
   auto robot = Mechanisms::BuildRobot();
   auto tool = Mechanisms::BuildTool();
@@ -271,6 +239,24 @@ TEST(GenericEntity, NonFiniteValuesLimitsAndTransformsAreRefusedWithTheStateUnch
                 gpHandle::IsSameTrsf(robot->GetRootMdlTrsf(), root, 0.0) &&
                 gpHandle::IsSameTrsf(robot->GetFlangeByIndex(0)->GetTrsf(), flange, 0.0)) << what;
   };
+  // The lower arm's upper limit, 150°: refused on it and beside it, nothing moves; taken 2e-6 inside, or unchecked.
+  const double upper = 150 * Deg;
+  for (const auto& [value, check, accepted] : std::vector<std::tuple<double, bool, bool>>{
+         {upper, true, false}, {upper + 1e-7, true, false}, {upper - 2e-6, true, true}, {upper, false, true}})
+  {
+    std::vector<double> wanted = pose;
+    wanted[2] = value;
+    EXPECT_EQ(robot->ForwardTrsf(wanted, false, check), accepted) << value;
+    EXPECT_EQ(gpHandle::IsSameTrsf(robot->GetLink(6)->GetWcs(), end, 0.0) && gpHandle::IsSameTrsf(tool->GetRootMdlTrsf(), toolPlace, 0.0), !accepted);
+    robot->ForwardTrsf(pose, false, true);
+  }
+  EXPECT_FALSE(robot->IsInLimit(std::vector<double>(6, 0.0), 0, 0.0)) << "one value short";
+  // Forward(index) names the link after the base: index 1 is the lower arm; the last index names none.
+  EXPECT_FALSE(robot->Forward(1, upper, true) || robot->Forward(-1, 0.0, false) || robot->Forward(robot->EntityDof() - 1, 0.0, false));
+  unchanged("Forward(index)");
+  // Ranges narrowed by the tolerance; a tolerance of half the base slide's 2 mm still leaves a point.
+  EXPECT_NEAR(robot->GetLimit(0, 0.01)[2].second, upper - 0.01, 1.0e-12);
+  EXPECT_NO_THROW(robot->GetLimit(0, 1.0));
   for (const double bad : {std::nan(""), HUGE_VAL, -HUGE_VAL})
     for (const size_t at : {size_t(1), size_t(6)})
     {
