@@ -85,27 +85,25 @@ TEST(RenderCli, TJointSeamsShowRedWhereTheConcaveSeamsProjectAndNowhereWithoutSe
   fs::remove_all(dir);
 }
 
-// The bracket is centred in the picture when there is no legend; the robot's two poses give two pictures.
-TEST(RenderCli, ThePartIsCentredAndEachPoseGivesItsOwnPicture)
+// The bracket is centred in the picture when there is no legend; a mechanism takes its pose (the
+// picture of each pose is the library's to check).
+TEST(RenderCli, ThePartIsCentredAndAMechanismTakesItsPose)
 {
   const fs::path dir = CliRun::Scratch("render_views");
-  std::vector<std::string> pictures;
-  for (const std::string args : {"lbracket.step --view front", "cell/robot.json --joints 0,-30,20,0,45,0",
-                                 "cell/robot.json --joints 90,0,0,0,-120,0"})
+  for (const std::string args : {"lbracket.step --view front", "cell/robot.json --joints 0,-30,20,0,45,0"})
   {
-    const fs::path picture = dir / (std::to_string(pictures.size()) + ".png");
-    const CliRun run = Render(Examples + args + " --size 320x240 --out " + picture.string() + " --camera " +
-                                (dir / (std::to_string(pictures.size()) + ".json")).string(), dir);
+    const CliRun run = Render(Examples + args + " --size 320x240 --out " + (dir / "p.png").string() + " --camera " +
+                                (dir / "p.json").string(), dir);
     if (NoDisplay(run))
       GTEST_SKIP() << "no X server can be reached or started: " << run.err;
     ASSERT_EQ(run.code, 0) << args << ": " << run.err;
-    EXPECT_EQ(run.out, "wrote " + picture.string() + " (320x240)\n");
-    pictures.push_back(CliRun::ReadText(picture));
+    EXPECT_EQ(run.out, "wrote " + (dir / "p.png").string() + " (320x240)\n");
+    if (args[0] != 'l')
+      continue;
+    // The bracket's box is 60 x 60 x 80.
+    const gp_Pnt2d centre = Project(DataHandle::LoadJson((dir / "p.json").string()), gp_Pnt(30, 30, 40));
+    EXPECT_TRUE(std::abs(centre.X() - 160.0) < 1.0 && std::abs(centre.Y() - 120.0) < 1.0) << centre.X() << centre.Y();
   }
-  // The bracket's box is 60 x 60 x 80.
-  const gp_Pnt2d centre = Project(DataHandle::LoadJson((dir / "0.json").string()), gp_Pnt(30, 30, 40));
-  EXPECT_TRUE(std::abs(centre.X() - 160.0) < 1.0 && std::abs(centre.Y() - 120.0) < 1.0) << centre.X() << centre.Y();
-  EXPECT_NE(pictures[1], pictures[2]) << "the robot moved";
   fs::remove_all(dir);
 }
 
