@@ -1,5 +1,6 @@
 #include "support/PlateAssemblies.h"
 #include "support/Solids.h"
+#include "support/ViewTrees.h"
 
 #include "analysis/PlacementFrames.h"
 #include "analysis/PlateAnalysis.h"
@@ -25,14 +26,6 @@ constexpr double TenDegrees = 0.17453292519943295;
 TopoDS_Shape Placed(const TopoDS_Shape& shape, const gp_Trsf& trsf)
 {
   return shape.Moved(TopLoc_Location(trsf));
-}
-
-gp_Trsf Target(double x, double y, double z, double degrees)
-{
-  gp_Trsf turn, move;
-  turn.SetRotation(gp::OZ(), degrees * M_PI / 180.0);
-  move.SetTranslation(gp_Vec(x, y, z));
-  return move * turn;
 }
 
 // The largest face of the placed shape lying on the plane z = height with its normal straight down.
@@ -67,7 +60,7 @@ TEST(Placement, OrdinaryPartsRestOnTheTargetPlaneLongSideAlongTheDirection)
   for (const Case& c : {Case{"L-bracket", Solids::LSolid(100, 10, 300), 100.0 * 300.0},
                         Case{"T-joint", Solids::TSolid(100, 300, 10, 80), 100.0 * 300.0},
                         Case{"long plate", Solids::Box(400, 40, 10), 400.0 * 40.0}})
-    for (const auto& [target, dir] : {std::pair(gp_Trsf(), gp::DY()), std::pair(Target(50, -20, 300, 30), skew)})
+    for (const auto& [target, dir] : {std::pair(gp_Trsf(), gp::DY()), std::pair(ViewTrees::Placement(50, -20, 300, 30), skew)})
     {
       const std::unique_ptr<Workpiece> part = PlateAssemblies::WorkpieceOf(c.shape);
       const gp_Pnt point = gp::Origin().Transformed(target);
@@ -149,7 +142,7 @@ TEST(Placement, BeamsColumnsAndTowerCornersLieAsTheirKindWants)
   const PlateSet plates(corner);
   const auto record = PlateAnalysis::AnalysisTowerCorner(plates);
   ASSERT_TRUE(record);
-  const auto standing = PlacementFrames::TowerCorner(plates, PlateAssemblies::Compound(corner), *record, Target(0, 0, 100, 90));
+  const auto standing = PlacementFrames::TowerCorner(plates, PlateAssemblies::Compound(corner), *record, ViewTrees::Placement(0, 0, 100, 90));
   ASSERT_TRUE(standing);
   EXPECT_NEAR(Solids::Bounds(PlateAssemblies::Compound(corner), *standing)[2], 100.0, Tol);
   EXPECT_NEAR(Solids::Bounds(PlateAssemblies::Compound(corner), *standing)[5], 320.0, Tol);
