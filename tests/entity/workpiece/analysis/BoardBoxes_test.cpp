@@ -29,7 +29,7 @@ PlateAnalysis::Board BoardOf(const PlateSet& plates, unsigned solid)
 }
 } // namespace
 
-TEST(BoardBoxes, MergeKeepsTheLargestBoxAxesWhateverTheOrder)
+TEST(BoardBoxes, MergeShrinkAndUprightSideAreaOfOrientedBoxes)
 {
   EXPECT_TRUE(WorkpieceAnalysis::MergeOBBList({}).IsVoid());
   const Bnd_OBB small(gp_Pnt(30, 0, 0), gp::DX(), gp::DY(), gp::DZ(), 1, 1, 1);
@@ -44,10 +44,8 @@ TEST(BoardBoxes, MergeKeepsTheLargestBoxAxesWhateverTheOrder)
               PlateAnalysis::IsParallel(gp_Dir(merged.ZDirection()), turnedX, 1e-6));
   EXPECT_FALSE(merged.IsOut(gp_Pnt(30, 0, 0)));
   EXPECT_FALSE(merged.IsOut(gp_Pnt(0, 0, 0)));
-}
 
-TEST(BoardBoxes, ShrinkMovesEveryHalfSizeByHalfTheAmountDownToTheFloor)
-{
+  // Shrinking moves every half size by half the amount, down to the floor.
   const Bnd_OBB box(gp_Pnt(1, 2, 3), gp::DX(), gp::DY(), gp::DZ(), 5, 10, 1);
   struct Case
   {
@@ -66,6 +64,11 @@ TEST(BoardBoxes, ShrinkMovesEveryHalfSizeByHalfTheAmountDownToTheFloor)
   Workpiece empty;
   EXPECT_TRUE(WorkpieceAnalysis::ShrinkOBB(&empty, 7, -10.0).IsVoid());
   EXPECT_TRUE(WorkpieceAnalysis::MergeOBBList(&empty, {0, 1}).IsVoid());
+  // The upright side area keeps the two sides across the vertical.
+  const Bnd_OBB upright(gp_Pnt(0, 0, 0), gp::DX(), gp::DY(), gp::DZ(), 5, 10, 15);
+  EXPECT_NEAR(PlateAnalysis::GetOBBSideAreaWithVerticalDir(upright, gp::DZ(), TenDegrees), 10.0 * 20.0, Tol);
+  EXPECT_NEAR(PlateAnalysis::GetOBBSideAreaWithVerticalDir(upright, gp::DX().Reversed(), TenDegrees), 20.0 * 30.0, Tol);
+  EXPECT_NEAR(PlateAnalysis::GetOBBSideAreaWithVerticalDir(upright, gp::DY(), M_PI / 2), 0.0, Tol);
 }
 
 TEST(BoardBoxes, TwoHalvesOfOnePlateMergeAndPlatesApartOrAskewDoNot)
@@ -113,14 +116,6 @@ TEST(BoardBoxes, WholeBeamBoardsAreTheWebAndFlangesNotTheStiffener)
   // A length ratio of 1 asks for boards longer than the whole part.
   EXPECT_TRUE(PlateAnalysis::SimilarToWholeOBBList(plates, boards, 4.0, 1.0, TenDegrees).empty());
   EXPECT_TRUE(PlateAnalysis::SimilarToWholeOBBList(plates, {}, 4.0, 2.0, TenDegrees).empty());
-}
-
-TEST(BoardBoxes, UprightSideAreaKeepsTheTwoSidesAcrossTheVertical)
-{
-  const Bnd_OBB box(gp_Pnt(0, 0, 0), gp::DX(), gp::DY(), gp::DZ(), 5, 10, 15);
-  EXPECT_NEAR(PlateAnalysis::GetOBBSideAreaWithVerticalDir(box, gp::DZ(), TenDegrees), 10.0 * 20.0, Tol);
-  EXPECT_NEAR(PlateAnalysis::GetOBBSideAreaWithVerticalDir(box, gp::DX().Reversed(), TenDegrees), 20.0 * 30.0, Tol);
-  EXPECT_NEAR(PlateAnalysis::GetOBBSideAreaWithVerticalDir(box, gp::DY(), M_PI / 2), 0.0, Tol);
 }
 
 TEST(BoardBoxes, PlanarFacesPerBoardAndTheClosestOppositePair)
