@@ -5,18 +5,30 @@
 #include <AIS_Shape.hxx>
 #include <BRepAdaptor_Surface.hxx>
 #include <BRepBuilderAPI_MakeEdge.hxx>
+#include <BRepBuilderAPI_MakeFace.hxx>
 #include <BRepCheck_Analyzer.hxx>
 #include <BRepMesh_IncrementalMesh.hxx>
 #include <BRepTools.hxx>
+#include <BRep_Builder.hxx>
 #include <BRep_Tool.hxx>
 #include <GC_MakeCircle.hxx>
+#include <Geom_Circle.hxx>
+#include <Geom_Line.hxx>
+#include <Geom_OffsetCurve.hxx>
+#include <Geom_SurfaceOfRevolution.hxx>
+#include <Geom_TrimmedCurve.hxx>
+#include <Precision.hxx>
 #include <TopExp.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopTools_IndexedMapOfShape.hxx>
 #include <TopoDS.hxx>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <sstream>
+#include <string>
+#include <vector>
 
 TEST(ShapeHandle, MeasuresAndNormalsOfKnownSolids)
 {
@@ -116,5 +128,89 @@ TEST(ShapeHandle, BRepTextRoundTripsLikeTheKernelsAndRejectsCutOrForeignText)
   {
     std::istringstream in(bad);
     EXPECT_TRUE(ShapeHandle::ReadBRep(in).IsNull()) << bad.size();
+  }
+}
+
+namespace
+{
+// The BRep text of a lone vertex after the given geometry sections, which it does not use.
+std::string VertexAfterGeometry(const std::string& curves2d, const std::string& curves, const std::string& surfaces)
+{
+  const auto section = [](const char* name, const std::string& entries) {
+    const auto count = std::count(entries.begin(), entries.end(), '\n');
+    return std::string(name) + " " + std::to_string(count) + "\n" + entries;
+  };
+  return "\nCASCADE Topology V3, (c) Open Cascade\nLocations 0\n" + section("Curve2ds", curves2d) +
+         section("Curves", curves) + "Polygon3D 0\nPolygonOnTriangulations 0\n" + section("Surfaces", surfaces) +
+         "Triangulations 0\n\nTShapes 1\nVe\n1e-07\n1 2 3\n0 0\n\n0101101\n*\n\n+1 0 \n";
+}
+} // namespace
+
+TEST(ShapeHandle, BRepTextOfCurvesAndSurfacesOnAMissingBasisIsRefused)
+{
+  const std::string circle = "2 0 0 0 0 0 1 1 0 -0 -0 1 0 4";
+  const std::string badCircle = "2 0 0 0 0 0 1 1 0 -0 -0 1 0 -4";
+  // Curve2ds, Curves, Surfaces: trimmed, offset, extruded, revolved entries on a basis that reads.
+  const std::vector<std::array<std::string, 3>> valid = {
+    {"8 0 1 1 0 0 1 0\n9 2.5 2 0 0 1 0 -0 1 4\n9 1 8 0 1 1 0 0 1 0\n", "", ""},
+    {"", "8 0 1 1 0 0 0 1 0 0\n9 0.5 0 0 1 " + circle + "\n9 1 0 0 1 8 0 1 1 0 0 0 1 0 0\n", ""},
+    {"", "", "7 0 0 0 0 0 1 1 5 0 0 0 0 1\n6 0 0 1 " + circle + "\n10 0 1 0 1 1 0 0 0 0 0 1 1 0 -0 -0 1 0\n"
+             "11 0.5 10 0 1 0 1 1 0 0 0 0 0 1 1 0 -0 -0 1 0\n"},
+    // An entry that fails to build on its own is left null, as the kernel leaves it, and the
+    // entries after it still read: an offset curve of no direction stops before its basis, which
+    // is then read as an entry of its own.
+    {"", badCircle + "\n9 1 0 0 0\n1 0 0 0 1 0 0\n8 1 1 1 0 0 0 1 0 0\n", ""}};
+  for (const auto& [curves2d, curves, surfaces] : valid)
+  {
+    std::istringstream in(VertexAfterGeometry(curves2d, curves, surfaces));
+    const TopoDS_Shape vertex = ShapeHandle::ReadBRep(in);
+    ASSERT_TRUE(!vertex.IsNull() && vertex.ShapeType() == TopAbs_VERTEX) << curves2d << curves << surfaces;
+    EXPECT_TRUE(BRep_Tool::Pnt(TopoDS::Vertex(vertex)).IsEqual(gp_Pnt(1, 2, 3), Precision::Confusion()));
+  }
+  // The kernel reads each basis below as a null handle and builds on it.
+  const std::vector<std::array<std::string, 3>> refused = {
+    {"9 2.5 12 0 0\n", "", ""},
+    {"8 0 1 9 1 7\n", "", ""},
+    {"", "8 0 1 42\n", ""},
+    {"", "9 1 0 0 1 " + badCircle + "\n", ""},
+    {"", "8 0 1 8 1 1 1 0 0 0 1 0 0\n", ""},
+    {"", "", "7 0 0 0 0 0 1 99\n"},
+    {"", "", "6 0 0 1 " + badCircle + "\n"},
+    {"", "", "10 0 1 0 1 13\n"},
+    {"", "", "11 0.5 10 0 1 0 1 77\n"},
+    {"", "", "10 0 1 0 1 10 0 0 0 1 1 0 0 0 0 0 1 1 0 -0 -0 1 0\n"}};
+  for (const auto& [curves2d, curves, surfaces] : refused)
+  {
+    std::istringstream in(VertexAfterGeometry(curves2d, curves, surfaces));
+    EXPECT_TRUE(ShapeHandle::ReadBRep(in).IsNull()) << curves2d << curves << surfaces;
+  }
+}
+
+TEST(ShapeHandle, BRepTextOfShapesOnOffsetTrimmedAndRevolvedGeometryRoundTrips)
+{
+  const Handle(Geom_Circle) circle = new Geom_Circle(gp_Ax2(gp_Pnt(0, 0, 0), gp_Dir(0, 0, 1)), 10);
+  const Handle(Geom_OffsetCurve) offset = new Geom_OffsetCurve(new Geom_TrimmedCurve(circle, 0, 2), 3, gp_Dir(0, 0, 1));
+  const TopoDS_Edge edge = BRepBuilderAPI_MakeEdge(offset).Edge();
+  const Handle(Geom_SurfaceOfRevolution) revolved =
+    new Geom_SurfaceOfRevolution(new Geom_TrimmedCurve(new Geom_Line(gp_Pnt(5, 0, 0), gp_Dir(1, 0, 1)), 0, 4),
+                                 gp_Ax1(gp_Pnt(0, 0, 0), gp_Dir(0, 0, 1)));
+  const TopoDS_Face face = BRepBuilderAPI_MakeFace(revolved, 0, 1, 0, 4, Precision::Confusion()).Face();
+  for (const TopoDS_Shape& shape : {TopoDS_Shape(edge), TopoDS_Shape(face)})
+  {
+    std::ostringstream out, ours, kernels;
+    ShapeHandle::WriteBRep(shape, out);
+    EXPECT_NE(out.str().find(shape.ShapeType() == TopAbs_EDGE ? "\n9 3\n0 0 1 \n8 0 2\n2 " : "\n7 0 0 0 0 0 1 \n8 0 4\n1 "),
+              std::string::npos);
+    std::istringstream in(out.str()), again(out.str());
+    const TopoDS_Shape back = ShapeHandle::ReadBRep(in);
+    ASSERT_FALSE(back.IsNull());
+    EXPECT_TRUE(BRepCheck_Analyzer(back).IsValid());
+    EXPECT_NEAR(ShapeHandle::GetAreaOrVol(back), ShapeHandle::GetAreaOrVol(shape), 1e-9 * ShapeHandle::GetAreaOrVol(shape));
+    // Read as the kernel reads it alone.
+    TopoDS_Shape kernel;
+    BRepTools::Read(kernel, again, BRep_Builder());
+    ShapeHandle::WriteBRep(back, ours);
+    ShapeHandle::WriteBRep(kernel, kernels);
+    EXPECT_EQ(ours.str(), kernels.str());
   }
 }
