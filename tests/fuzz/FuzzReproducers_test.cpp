@@ -3,11 +3,14 @@
 #include <support/ViewTrees.h>
 
 #include <cadtools/DataHandle.h>
+#include <cadtools/ShapeCheck.h>
+#include <cadtools/ShapeHandle.h>
 #include <cadtools/WorkpieceError.h>
 #include <entity/Entity.h>
 #include <entity/GenericEntityConfig.h>
 #include <entity/ViewShapeUtil.h>
 
+#include <TopExp_Explorer.hxx>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -94,4 +97,39 @@ TEST(FuzzReproducers, DisplayTreesOfBRepOnAMissingBasisAreRefused)
                    ObjectWithTree(CorpusFile("fuzz_mechanism", "brep-trimmed-surface-without-basis.bin"), scratch.path)),
                  WorkpieceError);
   }
+}
+
+TEST(FuzzReproducers, TreeWhoseBoundingBoxThrowsLeavesTheEntityAsItWas)
+{
+  const Scratch scratch;
+  const Json::Value object =
+    ObjectWithTree(CorpusFile("fuzz_mechanism", "brep-bounding-box-throws.bin"), scratch.path);
+  LogCapture log;
+  Entity entity;
+  const Handle(ShapeEntity) before = ViewTrees::BoxTree(2);
+  entity.SetRootMdl(before);
+  entity.LoadFromJson(object);
+  EXPECT_EQ(entity.GetRootMdl(), before);
+  EXPECT_EQ(entity.GetSubMdls().size(), 2u);
+  EXPECT_TRUE(LoggedError(log, "模型实体加载错误"));
+  GenericEntityConfig mechanism;
+  EXPECT_THROW(mechanism.LoadFromJson(object), WorkpieceError);
+}
+
+TEST(FuzzReproducers, MechanismWhoseRootHoldsAShapeSavesWhatItReadsBack)
+{
+  const Scratch scratch;
+  GenericEntityConfig mechanism;
+  mechanism.LoadFromJson(ObjectWithTree(CorpusFile("fuzz_mechanism", "welder-range-error.bin"), scratch.path));
+  const TopoDS_Shape root = mechanism.GetRootMdl()->GetEntityShape();
+  ASSERT_TRUE(TopExp_Explorer(root, TopAbs_FACE).More());
+  const fs::path saved = scratch.path / "saved";
+  Json::Value json = mechanism.ToJson(saved.string() + "/");
+  EXPECT_EQ(ShapeCheck::MissingGeometry(root), "") << "saving leaves the root's shape whole";
+  json["ShapeEntityPath"] = (saved / json["ShapeEntityPath"].asString()).string();
+  GenericEntityConfig again;
+  EXPECT_NO_THROW(again.LoadFromJson(json));
+  ASSERT_FALSE(again.GetRootMdl().IsNull());
+  EXPECT_NEAR(ShapeHandle::GetAreaOrVol(again.GetRootMdl()->GetEntityShape()), ShapeHandle::GetAreaOrVol(root),
+              1e-9 * ShapeHandle::GetAreaOrVol(root));
 }
