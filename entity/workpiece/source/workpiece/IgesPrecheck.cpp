@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,11 @@ namespace
 // entity's directory pointer), the section letter in column 73.
 constexpr std::size_t SectionColumn = 72;
 constexpr std::size_t ParameterColumns = 64;
+// The entity type is the first field of a directory entry's first line.
+constexpr std::size_t DirectoryField = 8;
+
+// The B-Rep entities: manifold solid, vertex list, edge list, loop, face, shell.
+const std::set<long long> BRepTypes{186, 502, 504, 508, 510, 514};
 
 // Positions of the counts among the parameters of the entities whose reader sizes arrays by them
 // before reading the lists (the entity type is parameter 0): B-Rep manifold solid, vertex list,
@@ -102,6 +108,8 @@ std::string IgesPrecheck::Problem(std::istream& in)
 {
   std::string global;
   std::vector<std::pair<std::string, std::string>> entities; // directory pointer, parameter text
+  std::vector<std::pair<std::string, long long>> directory;  // directory pointer, B-Rep entity type
+  bool secondDirectoryLine = false;
   for (std::string line; std::getline(in, line);)
   {
     if (!line.empty() && line.back() == '\r')
@@ -110,6 +118,17 @@ std::string IgesPrecheck::Problem(std::istream& in)
       continue;
     if (line[SectionColumn] == 'G')
       global += line.substr(0, SectionColumn);
+    else if (line[SectionColumn] == 'D')
+    {
+      long long type = 0;
+      if (!secondDirectoryLine && ToInteger(line.substr(0, DirectoryField), type) && BRepTypes.count(type) > 0)
+      {
+        std::string pointer = line.substr(SectionColumn + 1);
+        pointer.erase(0, pointer.find_first_not_of(" 0"));
+        directory.emplace_back(pointer, type);
+      }
+      secondDirectoryLine = !secondDirectoryLine;
+    }
     else if (line[SectionColumn] == 'P')
     {
       std::string pointer = line.substr(ParameterColumns, SectionColumn - ParameterColumns);
@@ -123,6 +142,23 @@ std::string IgesPrecheck::Problem(std::istream& in)
   const char delimiter = Delimiter(global, pos, ',');
   ++pos;
   const char end = Delimiter(global, pos, ';');
+  // The kernel reads a B-Rep entity as its directory entry types it, from the parameter lines it
+  // points to, whatever they hold: the face reader, given another entity's parameters, leaves its
+  // loop list unset and faults on it. (A file cut before its parameter section reads as empty.)
+  std::map<std::string, const std::string*> parametersOf;
+  for (const auto& [pointer, text] : entities)
+    parametersOf.emplace(pointer, &text);
+  for (const auto& [pointer, type] : directory)
+  {
+    const auto own = parametersOf.find(pointer);
+    long long parameterType = 0;
+    if (entities.empty())
+      break;
+    if (own == parametersOf.end() || !ToInteger(Parameters(*own->second, delimiter, end)[0], parameterType) ||
+        parameterType != type)
+      return "its IGES entity " + std::to_string(type) + " at directory line " + pointer +
+             " has no parameter lines of its own";
+  }
   for (const auto& [pointer, text] : entities)
   {
     const std::vector<std::string> parameters = Parameters(text, delimiter, end);

@@ -1,0 +1,37 @@
+// Part files the fuzz target of the part readers found (fuzz/corpus/fuzz_part).
+#include <cadtools/WorkpieceError.h>
+#include <entity/PartFile.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+namespace
+{
+std::string CorpusFile(const std::string& name)
+{
+  const char* source = std::getenv("WORKPIECE_SOURCE_DIR");
+  return (std::filesystem::path(source != nullptr ? source : ".") / "fuzz" / "corpus" / "fuzz_part" / name).string();
+}
+} // namespace
+
+TEST(PartReproducers, IgesFaceReadFromAnotherEntitysParametersIsRefusedBeforeTheKernelFaults)
+{
+  const std::string file = CorpusFile("iges-face-null-loop.iges");
+  try
+  {
+    PartFile::Read(file);
+    FAIL() << "read";
+  }
+  catch (const WorkpieceError& error)
+  {
+    EXPECT_EQ(std::string(error.what()), "cannot read the part '" + file +
+                                           "': unreadable: its IGES entity 510 at directory line 37 has no "
+                                           "parameter lines of its own");
+  }
+  // Faces, loops and shells whose parameter lines are their own read.
+  for (const char* name : {"box.iges", "cylinder.iges"})
+    EXPECT_FALSE(PartFile::Read(CorpusFile(name)).IsNull()) << name;
+}
