@@ -35,3 +35,19 @@ TEST(PartReproducers, IgesFaceReadFromAnotherEntitysParametersIsRefusedBeforeThe
   for (const char* name : {"box.iges", "cylinder.iges"})
     EXPECT_FALSE(PartFile::Read(CorpusFile(name)).IsNull()) << name;
 }
+
+TEST(PartReproducers, IgesDirectoryFieldThatIsNotANumberIsRefused)
+{
+  const std::string file = CorpusFile("iges-directory-field-not-a-number.iges");
+  try
+  {
+    PartFile::Read(file);
+    FAIL() << "read";
+  }
+  catch (const WorkpieceError& error)
+  {
+    EXPECT_EQ(std::string(error.what()), "cannot read the part '" + file +
+                                           "': unreadable: its IGES directory line 13 has '       =' where a "
+                                           "number belongs");
+  }
+}

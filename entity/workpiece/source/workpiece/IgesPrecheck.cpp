@@ -13,8 +13,12 @@ namespace
 // entity's directory pointer), the section letter in column 73.
 constexpr std::size_t SectionColumn = 72;
 constexpr std::size_t ParameterColumns = 64;
-// The entity type is the first field of a directory entry's first line.
+// A directory entry is two lines of fields of 8 columns, the entity type first: the nine of the
+// first line are numbers, and the five first of the second (the rest are reserved, a label and
+// its subscript).
 constexpr std::size_t DirectoryField = 8;
+constexpr std::size_t FirstLineNumericFields = 9;
+constexpr std::size_t SecondLineNumericFields = 5;
 
 // The B-Rep entities: manifold solid, vertex list, edge list, loop, face, shell.
 const std::set<long long> BRepTypes{186, 502, 504, 508, 510, 514};
@@ -120,6 +124,20 @@ std::string IgesPrecheck::Problem(std::istream& in)
       global += line.substr(0, SectionColumn);
     else if (line[SectionColumn] == 'D')
     {
+      // The kernel's reader recovers from a field that is not a number by an entity of its own
+      // that it never releases.
+      const std::size_t numericFields = secondDirectoryLine ? SecondLineNumericFields : FirstLineNumericFields;
+      for (std::size_t field = 0; field < numericFields; ++field)
+      {
+        const std::string text = line.substr(field * DirectoryField, DirectoryField);
+        long long number = 0;
+        if (text.find_first_not_of(' ') != std::string::npos && !ToInteger(text, number))
+        {
+          std::string sequence = line.substr(SectionColumn + 1);
+          sequence.erase(0, sequence.find_first_not_of(" 0"));
+          return "its IGES directory line " + sequence + " has '" + text + "' where a number belongs";
+        }
+      }
       long long type = 0;
       if (!secondDirectoryLine && ToInteger(line.substr(0, DirectoryField), type) && BRepTypes.count(type) > 0)
       {
