@@ -1,3 +1,4 @@
+#include <cadtools/ShapeCheck.h>
 #include <cadtools/ShapeHandle.h>
 
 #include <support/Solids.h>
@@ -25,6 +26,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <array>
 #include <sstream>
 #include <string>
@@ -213,4 +215,41 @@ TEST(ShapeHandle, BRepTextOfShapesOnOffsetTrimmedAndRevolvedGeometryRoundTrips)
     ShapeHandle::WriteBRep(kernel, kernels);
     EXPECT_EQ(ours.str(), kernels.str());
   }
+}
+
+TEST(ShapeHandle, BRepTextOfNumbersThatAreNotFiniteReadsToAShapeTheCheapCheckRefuses)
+{
+  const std::string text = VertexAfterGeometry("", "", "");
+  const std::size_t point = text.find("\n1 2 3\n") + 1;
+  const auto read = [&](const std::string& coordinates) {
+    std::istringstream in(text.substr(0, point) + coordinates + text.substr(point + 5));
+    return ShapeHandle::ReadBRep(in);
+  };
+  // What the kernel reads as an infinity or not a number, in a vertex's coordinates.
+  for (const std::string& bad : {"nan 2 3", "1 inf 3", "1 2 -infinity", "1e999 2 3", "1 -6.12323399e773756-15 3",
+                                 "0x1p2000 2 3", "1 2 NAN(1)"})
+  {
+    const TopoDS_Shape vertex = read(bad);
+    ASSERT_FALSE(vertex.IsNull()) << bad;
+    EXPECT_EQ(ShapeCheck::MissingGeometry(vertex), "it has coordinates that are not finite numbers") << bad;
+  }
+  for (const std::string& good : {"1e2 2e-300 3E+2", "1.7976931348623157e308 -1.7976931348623157e308 0x1p10"})
+    EXPECT_EQ(ShapeCheck::MissingGeometry(read(good)), "") << good;
+  // An edge on a circle of no finite radius, a face on a plane through no finite point.
+  const TopoDS_Shape box = Solids::Box(10, 20, 30);
+  std::ostringstream out;
+  ShapeHandle::WriteBRep(box, out);
+  const std::string boxText = out.str();
+  const std::size_t surfaces = boxText.find("\nSurfaces 6\n1 ") + 14;
+  const std::size_t curves = boxText.find("\nCurves 12\n1 ") + 12;
+  ASSERT_TRUE(surfaces > 14 && curves > 12);
+  for (const std::string& bad : {boxText.substr(0, surfaces) + "nan" + boxText.substr(boxText.find(' ', surfaces)),
+                                 boxText.substr(0, curves) + "1e400" + boxText.substr(boxText.find(' ', curves))})
+  {
+    // The kernel may refuse such a text itself, when it computes on it while reading.
+    std::istringstream in(bad);
+    const TopoDS_Shape shape = ShapeHandle::ReadBRep(in);
+    EXPECT_TRUE(shape.IsNull() || ShapeCheck::MissingGeometry(shape) == "it has coordinates that are not finite numbers");
+  }
+  EXPECT_EQ(ShapeCheck::MissingGeometry(box), "");
 }
