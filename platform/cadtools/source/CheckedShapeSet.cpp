@@ -17,6 +17,7 @@
 #include <gp_Dir.hxx>
 #include <gp_Pnt.hxx>
 
+#include <algorithm>
 #include <istream>
 #include <string>
 
@@ -182,6 +183,49 @@ Handle(Geom_Surface) ReadSurface(std::istream& in)
   }
 }
 
+// Skips the 3D polygons as the kernel reads them: per polygon its node count, whether it has
+// parameters, its deflection, the nodes' coordinates and the parameters.
+void SkipPolygon3D(std::istream& in)
+{
+  if (SectionName(in).find("Polygon3D") == std::string::npos)
+    return;
+  int count = 0;
+  in >> count;
+  for (int i = 0; i < count; ++i)
+  {
+    int nodes = 0, parameters = 0;
+    in >> nodes >> parameters;
+    Real(in);
+    // The kernel reads nothing more at the end of the text, and fails to size the polygon first.
+    for (long long j = 0; j < std::max(0, nodes) * (parameters != 0 ? 4LL : 3LL); ++j)
+      if (Real(in); in.eof())
+        throw std::ios::failure("the text ends within a polygon");
+  }
+}
+
+// Skips the polygons on triangulations as the kernel reads them: per polygon its node count, the
+// node indices, a marker, its deflection, whether it has parameters and the parameters.
+void SkipPolygonsOnTriangulations(std::istream& in)
+{
+  if (SectionName(in).find("PolygonOnTriangulations") == std::string::npos)
+    return;
+  int count = 0;
+  in >> count;
+  for (int i = 0; i < count; ++i)
+  {
+    int nodes = 0, index = 0, parameters = 0;
+    in >> nodes;
+    for (int j = 0; j < nodes; ++j)
+      in >> index;
+    SectionName(in);
+    Real(in);
+    in >> parameters;
+    for (int j = 0; parameters != 0 && j < nodes; ++j)
+      if (Real(in); in.eof())
+        throw std::ios::failure("the text ends within a polygon");
+  }
+}
+
 // Reads a section of entries as the kernel does: a section of another name is skipped, its name
 // read.
 template <typename ReadEntry>
@@ -203,12 +247,8 @@ void CheckedShapeSet::ReadGeometry(Standard_IStream& in, const Message_ProgressR
     throw std::ios::failure("the text cannot be checked: its stream cannot be rewound");
   CheckSection(in, "Curve2ds", ReadCurve2d);
   CheckSection(in, "Curves", ReadCurve);
-  // The polygons between the curves and the surfaces are read by the kernel, to be skipped.
-  BRepTools_ShapeSet polygons;
-  PeekSectionName(in);
-  polygons.ReadPolygon3D(in);
-  PeekSectionName(in);
-  polygons.ReadPolygonOnTriangulation(in);
+  SkipPolygon3D(in);
+  SkipPolygonsOnTriangulations(in);
   CheckSection(in, "Surfaces", ReadSurface);
   PeekSectionName(in);
   in.seekg(start);

@@ -186,6 +186,18 @@ TEST(ShapeHandle, BRepTextOfCurvesAndSurfacesOnAMissingBasisIsRefused)
     std::istringstream in(VertexAfterGeometry(curves2d, curves, surfaces));
     EXPECT_TRUE(ShapeHandle::ReadBRep(in).IsNull()) << curves2d << curves << surfaces;
   }
+  // The surfaces come after polygons, with and without parameters: found past them.
+  for (const auto& [surfaces, read] : {std::pair{std::string("7 0 0 0 0 0 1 99\n"), false},
+                                       std::pair{std::string("7 0 0 0 0 0 1 1 5 0 0 0 0 1\n"), true}})
+  {
+    std::string text = VertexAfterGeometry("", "", surfaces);
+    const std::string none = "Polygon3D 0\nPolygonOnTriangulations 0\n";
+    text.replace(text.find(none), none.size(),
+                 "Polygon3D 2\n2 1\n0.1\n0 0 0 1 1 1 \n0 1 \n2 0\n0.1\n0 0 0 1 1 1 \n"
+                 "PolygonOnTriangulations 2\n2 1 2 \np 0.1 1 0 1 \n3 1 2 3 \np 0.1 0 \n");
+    std::istringstream in(text);
+    EXPECT_EQ(ShapeHandle::ReadBRep(in).IsNull(), !read) << surfaces;
+  }
 }
 
 TEST(ShapeHandle, BRepTextOfShapesOnOffsetTrimmedAndRevolvedGeometryRoundTrips)
