@@ -6,7 +6,11 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
+
+#include <unistd.h>
 
 namespace
 {
@@ -28,9 +32,35 @@ TEST(PartReproducers, IgesFaceReadFromAnotherEntitysParametersIsRefusedBeforeThe
   catch (const WorkpieceError& error)
   {
     EXPECT_EQ(std::string(error.what()), "cannot read the part '" + file +
-                                           "': unreadable: its IGES entity 510 at directory line 37 has no "
-                                           "parameter lines of its own");
+                                           "': unreadable: its IGES entity 510 at directory line 37 has the "
+                                           "parameters of an entity 514");
   }
+  // The same entity pointing to no parameter line, and to a line past the parameter section.
+  std::ifstream in(file);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::string entry = "     510      20       0";
+  ASSERT_NE(text.find(entry), std::string::npos);
+  const std::string dir = (std::filesystem::temp_directory_path() / ("workpiece_iges_" + std::to_string(::getpid()))).string();
+  std::filesystem::create_directories(dir);
+  for (const std::string& pointer : {"       0", "     999"})
+  {
+    std::string moved = text;
+    moved.replace(moved.find(entry) + 8, 8, pointer);
+    const std::string path = dir + "/moved.iges";
+    std::ofstream(path, std::ios::binary) << moved;
+    try
+    {
+      PartFile::Read(path);
+      ADD_FAILURE() << pointer;
+    }
+    catch (const WorkpieceError& error)
+    {
+      EXPECT_NE(std::string(error.what()).find("its IGES entity 510 at directory line 37 has no parameter lines of its own"),
+                std::string::npos)
+        << error.what();
+    }
+  }
+  std::filesystem::remove_all(dir);
   // Faces, loops and shells whose parameter lines are their own read.
   for (const char* name : {"box.iges", "cylinder.iges"})
     EXPECT_FALSE(PartFile::Read(CorpusFile(name)).IsNull()) << name;

@@ -112,12 +112,26 @@ std::string IgesPrecheck::Problem(std::istream& in)
 {
   std::string global;
   std::vector<std::pair<std::string, std::string>> entities; // directory pointer, parameter text
-  std::vector<std::pair<std::string, long long>> directory;  // directory pointer, B-Rep entity type
+  struct DirectoryEntry
+  {
+    std::string pointer;
+    long long type;
+    long long parameters; // the line of the parameter section its parameters start on
+  };
+  std::vector<DirectoryEntry> directory;
+  // The kernel's reader takes a line without a section letter in its column for one more line of
+  // the section it reads; it finds an entity's parameters by their line number in the section.
+  std::vector<std::string> parameterLines;
+  char section = 'S';
   bool secondDirectoryLine = false;
   for (std::string line; std::getline(in, line);)
   {
     if (!line.empty() && line.back() == '\r')
       line.pop_back();
+    if (line.size() > SectionColumn && std::string("SGDPT").find(line[SectionColumn]) != std::string::npos)
+      section = line[SectionColumn];
+    if (section == 'P')
+      parameterLines.push_back(line.substr(0, ParameterColumns));
     if (line.size() <= SectionColumn)
       continue;
     if (line[SectionColumn] == 'G')
@@ -138,12 +152,13 @@ std::string IgesPrecheck::Problem(std::istream& in)
           return "its IGES directory line " + sequence + " has '" + text + "' where a number belongs";
         }
       }
-      long long type = 0;
-      if (!secondDirectoryLine && ToInteger(line.substr(0, DirectoryField), type) && BRepTypes.count(type) > 0)
+      long long type = 0, parameters = 0;
+      if (!secondDirectoryLine && ToInteger(line.substr(0, DirectoryField), type) &&
+          ToInteger(line.substr(DirectoryField, DirectoryField), parameters))
       {
         std::string pointer = line.substr(SectionColumn + 1);
         pointer.erase(0, pointer.find_first_not_of(" 0"));
-        directory.emplace_back(pointer, type);
+        directory.push_back({pointer, type, parameters});
       }
       secondDirectoryLine = !secondDirectoryLine;
     }
@@ -160,22 +175,26 @@ std::string IgesPrecheck::Problem(std::istream& in)
   const char delimiter = Delimiter(global, pos, ',');
   ++pos;
   const char end = Delimiter(global, pos, ';');
-  // The kernel reads a B-Rep entity as its directory entry types it, from the parameter lines it
-  // points to, whatever they hold: the face reader, given another entity's parameters, leaves its
-  // loop list unset and faults on it. (A file cut before its parameter section reads as empty.)
-  std::map<std::string, const std::string*> parametersOf;
-  for (const auto& [pointer, text] : entities)
-    parametersOf.emplace(pointer, &text);
-  for (const auto& [pointer, type] : directory)
+  // The kernel reads an entity as its directory entry types it, from the parameter lines it points
+  // to, whatever they hold: a face read from another entity's parameters, or on a surface read so,
+  // leaves its loop list unset and the reader faults on it. (A file cut before its parameter
+  // section reads as empty; other entities without parameters read as undefined ones.)
+  for (const auto& [pointer, type, parameters] : directory)
   {
-    const auto own = parametersOf.find(pointer);
-    long long parameterType = 0;
-    if (entities.empty())
+    const std::string where = "its IGES entity " + std::to_string(type) + " at directory line " + pointer;
+    if (parameterLines.empty())
       break;
-    if (own == parametersOf.end() || !ToInteger(Parameters(*own->second, delimiter, end)[0], parameterType) ||
+    if (parameters < 1 || parameters > static_cast<long long>(parameterLines.size()))
+    {
+      if (BRepTypes.count(type) > 0)
+        return where + " has no parameter lines of its own";
+      continue;
+    }
+    long long parameterType = 0;
+    const std::string& first = parameterLines[static_cast<std::size_t>(parameters - 1)];
+    if (ToInteger(first.substr(0, first.find_first_of(std::string(1, delimiter) + end)), parameterType) &&
         parameterType != type)
-      return "its IGES entity " + std::to_string(type) + " at directory line " + pointer +
-             " has no parameter lines of its own";
+      return where + " has the parameters of an entity " + std::to_string(parameterType);
   }
   for (const auto& [pointer, text] : entities)
   {
