@@ -88,3 +88,16 @@ TEST(PartReproducers, StepFileWhoseReferencesLoopEndsInAnError)
 {
   EXPECT_THROW(PartFile::Read(CorpusFile("step-references-loop.step")), WorkpieceError);
 }
+
+TEST(PartReproducers, IgesShellWhoseFacePointerNamesAnotherEntityIsRefused)
+{
+  try
+  {
+    PartFile::Read(CorpusFile("iges-shell-face-pointer-to-other-entity.iges"));
+    FAIL() << "read";
+  }
+  catch (const WorkpieceError& error)
+  {
+    EXPECT_NE(std::string(error.what()).find("where an entity 510 belongs"), std::string::npos) << error.what();
+  }
+}

@@ -106,6 +106,19 @@ std::vector<std::size_t> PointerPositions(long long type, const std::vector<std:
   return positions;
 }
 
+// Returns the type the pointer at `position` of a B-Rep entity must name, 0 for any: a solid's
+// shells, a shell's faces and a face's loops (its surface may be of any type). The reader takes
+// what it finds for one of those and faults on it.
+long long PointeeType(long long type, std::size_t position)
+{
+  if (type == 186)
+    return 514;
+  if (type == 514)
+    return 510;
+  if (type == 510 && position > 1)
+    return 508;
+  return 0;
+}
 } // namespace
 
 std::string IgesPrecheck::Problem(std::istream& in)
@@ -196,6 +209,9 @@ std::string IgesPrecheck::Problem(std::istream& in)
         parameterType != type)
       return where + " has the parameters of an entity " + std::to_string(parameterType);
   }
+  std::map<std::string, long long> typeOf;
+  for (const auto& [pointer, type, parameters] : directory)
+    typeOf.emplace(pointer, type);
   for (const auto& [pointer, text] : entities)
   {
     const std::vector<std::string> parameters = Parameters(text, delimiter, end);
@@ -209,8 +225,18 @@ std::string IgesPrecheck::Problem(std::istream& in)
         if (position < parameters.size() && ToInteger(parameters[position], value) && value > held)
           return entity + " counts " + std::to_string(value) + " items but holds " + std::to_string(held) + " parameters";
     for (const std::size_t position : PointerPositions(type, parameters))
-      if (position < parameters.size() && ToInteger(parameters[position], value) && value <= 0)
+    {
+      if (position >= parameters.size() || !ToInteger(parameters[position], value))
+        continue;
+      if (value <= 0)
         return entity + " points to no entity (parameter " + std::to_string(position) + " is " + std::to_string(value) + ")";
+      const auto pointee = typeOf.find(std::to_string(value));
+      if (const long long expected = PointeeType(type, position);
+          expected != 0 && (pointee == typeOf.end() || pointee->second != expected))
+        return entity + " points to " +
+               (pointee == typeOf.end() ? "no entity" : "an entity " + std::to_string(pointee->second)) +
+               " where an entity " + std::to_string(expected) + " belongs (parameter " + std::to_string(position) + ")";
+    }
   }
   return std::string();
 }
