@@ -101,3 +101,19 @@ TEST(PartReproducers, IgesShellWhoseFacePointerNamesAnotherEntityIsRefused)
     EXPECT_NE(std::string(error.what()).find("where an entity 510 belongs"), std::string::npos) << error.what();
   }
 }
+
+TEST(PartReproducers, IgesParameterThatIsNeitherNumberNorStringIsRefused)
+{
+  try
+  {
+    PartFile::Read(CorpusFile("iges-face-on-surface-with-text-pointer.iges"));
+    FAIL() << "read";
+  }
+  catch (const WorkpieceError& error)
+  {
+    EXPECT_NE(std::string(error.what()).find("its IGES entity 192 at directory line 7 has '9B_SPLINE_CURVE_WITH_KNOTS' "
+                                             "for a parameter"),
+              std::string::npos)
+      << error.what();
+  }
+}

@@ -1,6 +1,7 @@
 #include "workpiece/IgesPrecheck.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <map>
 #include <set>
@@ -106,6 +107,42 @@ std::vector<std::size_t> PointerPositions(long long type, const std::vector<std:
   return positions;
 }
 
+// Returns whether `text` is an IGES parameter: empty, a number (with an exponent marked E or D),
+// or a string ("nH" and its characters).
+bool IsParameter(const std::string& text)
+{
+  const std::size_t begin = text.find_first_not_of(' ');
+  if (begin == std::string::npos)
+    return true;
+  const std::size_t end = text.find_last_not_of(' ') + 1;
+  std::size_t i = begin;
+  const auto digits = [&] {
+    const std::size_t from = i;
+    while (i < end && std::isdigit(static_cast<unsigned char>(text[i])) != 0)
+      ++i;
+    return i > from;
+  };
+  if (digits() && i < end && text[i] == 'H')
+    return true;
+  i = begin;
+  if (text[i] == '+' || text[i] == '-')
+    ++i;
+  bool mantissa = digits();
+  if (i < end && text[i] == '.')
+  {
+    ++i;
+    mantissa = digits() || mantissa;
+  }
+  if (mantissa && i < end && std::string("EeDd").find(text[i]) != std::string::npos)
+  {
+    ++i;
+    if (i < end && (text[i] == '+' || text[i] == '-'))
+      ++i;
+    mantissa = digits();
+  }
+  return mantissa && i == end;
+}
+
 // Returns the type the pointer at `position` of a B-Rep entity must name, 0 for any: a solid's
 // shells, a shell's faces and a face's loops (its surface may be of any type). The reader takes
 // what it finds for one of those and faults on it.
@@ -130,6 +167,7 @@ std::string IgesPrecheck::Problem(std::istream& in)
     std::string pointer;
     long long type;
     long long parameters; // the line of the parameter section its parameters start on
+    long long lines = 1;  // how many lines they take
   };
   std::vector<DirectoryEntry> directory;
   // The kernel's reader takes a line without a section letter in its column for one more line of
@@ -165,7 +203,9 @@ std::string IgesPrecheck::Problem(std::istream& in)
           return "its IGES directory line " + sequence + " has '" + text + "' where a number belongs";
         }
       }
-      long long type = 0, parameters = 0;
+      long long type = 0, parameters = 0, lines = 0;
+      if (secondDirectoryLine && !directory.empty() && ToInteger(line.substr(3 * DirectoryField, DirectoryField), lines))
+        directory.back().lines = std::max(1LL, lines);
       if (!secondDirectoryLine && ToInteger(line.substr(0, DirectoryField), type) &&
           ToInteger(line.substr(DirectoryField, DirectoryField), parameters))
       {
@@ -192,7 +232,7 @@ std::string IgesPrecheck::Problem(std::istream& in)
   // to, whatever they hold: a face read from another entity's parameters, or on a surface read so,
   // leaves its loop list unset and the reader faults on it. (A file cut before its parameter
   // section reads as empty; other entities without parameters read as undefined ones.)
-  for (const auto& [pointer, type, parameters] : directory)
+  for (const auto& [pointer, type, parameters, lines] : directory)
   {
     const std::string where = "its IGES entity " + std::to_string(type) + " at directory line " + pointer;
     if (parameterLines.empty())
@@ -210,8 +250,24 @@ std::string IgesPrecheck::Problem(std::istream& in)
       return where + " has the parameters of an entity " + std::to_string(parameterType);
   }
   std::map<std::string, long long> typeOf;
-  for (const auto& [pointer, type, parameters] : directory)
-    typeOf.emplace(pointer, type);
+  for (const auto& entry : directory)
+    typeOf.emplace(entry.pointer, entry.type);
+  // Each entity's parameters as the kernel reads them, from the lines its directory entry names: a
+  // parameter it cannot read leaves the entity half made, and the reader faults on it when another
+  // entity uses it.
+  for (const auto& entry : directory)
+  {
+    if (entry.parameters < 1 || entry.parameters > static_cast<long long>(parameterLines.size()))
+      continue;
+    std::string own;
+    for (long long k = entry.parameters - 1; k < std::min<long long>(entry.parameters - 1 + entry.lines, parameterLines.size()); ++k)
+      own += parameterLines[static_cast<std::size_t>(k)];
+    const std::vector<std::string> parameters = Parameters(own, delimiter, end);
+    if (const auto odd = std::find_if(parameters.begin(), parameters.end(), [](const std::string& p) { return !IsParameter(p); });
+        odd != parameters.end())
+      return "its IGES entity " + std::to_string(entry.type) + " at directory line " + entry.pointer + " has '" + *odd +
+             "' for a parameter";
+  }
   for (const auto& [pointer, text] : entities)
   {
     const std::vector<std::string> parameters = Parameters(text, delimiter, end);
