@@ -173,6 +173,7 @@ std::string IgesPrecheck::Problem(std::istream& in)
   // The kernel's reader takes a line without a section letter in its column for one more line of
   // the section it reads; it finds an entity's parameters by their line number in the section.
   std::vector<std::string> parameterLines;
+  std::vector<std::string> parameterOwners; // the directory line each names, empty on a continuation
   char section = 'S';
   bool secondDirectoryLine = false;
   for (std::string line; std::getline(in, line);)
@@ -182,7 +183,12 @@ std::string IgesPrecheck::Problem(std::istream& in)
     if (line.size() > SectionColumn && std::string("SGDPT").find(line[SectionColumn]) != std::string::npos)
       section = line[SectionColumn];
     if (section == 'P')
+    {
       parameterLines.push_back(line.substr(0, ParameterColumns));
+      parameterOwners.push_back(line.size() > SectionColumn && line[SectionColumn] == 'P'
+                                  ? line.substr(ParameterColumns, SectionColumn - ParameterColumns)
+                                  : std::string());
+    }
     if (line.size() <= SectionColumn)
       continue;
     if (line[SectionColumn] == 'G')
@@ -261,7 +267,15 @@ std::string IgesPrecheck::Problem(std::istream& in)
       continue;
     std::string own;
     for (long long k = entry.parameters - 1; k < std::min<long long>(entry.parameters - 1 + entry.lines, parameterLines.size()); ++k)
+    {
+      // The kernel also follows the directory line each parameter line names.
+      const std::string& owner = parameterOwners[static_cast<std::size_t>(k)];
+      long long named = 0;
+      if (!owner.empty() && (!ToInteger(owner, named) || std::to_string(named) != entry.pointer))
+        return "its IGES parameter line " + std::to_string(k + 1) + " names directory line '" + owner + "', not " +
+               entry.pointer;
       own += parameterLines[static_cast<std::size_t>(k)];
+    }
     const std::vector<std::string> parameters = Parameters(own, delimiter, end);
     if (const auto odd = std::find_if(parameters.begin(), parameters.end(), [](const std::string& p) { return !IsParameter(p); });
         odd != parameters.end())
