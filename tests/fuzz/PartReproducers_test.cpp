@@ -122,3 +122,9 @@ TEST(PartReproducers, IgesParametersTheReaderCannotTakeAreRefused)
     }
   }
 }
+
+// Without a global section the delimiters are the default ones; looking them up ended the process.
+TEST(PartReproducers, IgesFileWithoutGlobalSectionEndsInAnError)
+{
+  EXPECT_THROW(PartFile::Read(CorpusFile("iges-without-global-section.iges")), WorkpieceError);
+}

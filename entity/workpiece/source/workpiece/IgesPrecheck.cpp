@@ -73,7 +73,7 @@ std::vector<std::string> Parameters(const std::string& text, char delimiter, cha
 // Returns the delimiter the global section names at `pos` ("1Hx"), or `fallback`; moves past it.
 char Delimiter(const std::string& global, std::size_t& pos, char fallback)
 {
-  if (global.compare(pos, 2, "1H") != 0 || pos + 2 >= global.size())
+  if (pos + 2 >= global.size() || global.compare(pos, 2, "1H") != 0)
     return fallback;
   pos += 3;
   return global[pos - 1];
