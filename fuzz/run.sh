@@ -46,8 +46,12 @@ for name in "${targets[@]}"; do
     grep -E '^(==[0-9]+==ERROR|SUMMARY|.*runtime error|artifact_prefix|Test unit written)' "$log" | head -5 || true
     failed+=("$name")
   else
-    rate=$(grep -o 'stat::average_exec_per_sec: *[0-9]*' "$log" | tail -1 | grep -o '[0-9]*$' || echo 0)
-    echo "fuzz: $name ok, $runs runs in ${seconds} s ($rate exec/s, seed $seed)"
+    if [ "$seconds" -gt 0 ]; then
+      rate=$(grep -o 'stat::average_exec_per_sec: *[0-9]*' "$log" | tail -1 | grep -o '[0-9]*$' || echo 0)
+      echo "fuzz: $name ok, $runs runs in ${seconds} s ($rate exec/s, seed $seed)"
+    else
+      echo "fuzz: $name ok, $runs runs in ${seconds} s"
+    fi
   fi
 done
 
