@@ -4,9 +4,17 @@
 #include <BRepCheck_Analyzer.hxx>
 #include <BRep_Tool.hxx>
 #include <Bnd_Box.hxx>
+#include <Geom2d_Curve.hxx>
+#include <Geom_Curve.hxx>
+#include <Geom_Surface.hxx>
+#include <Poly_Triangulation.hxx>
 #include <Standard_Failure.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
+#include <TopoDS_Edge.hxx>
+#include <TopoDS_Face.hxx>
+#include <TopoDS_Vertex.hxx>
+#include <gp_Pnt2d.hxx>
 
 #include <algorithm>
 #include <cmath>
@@ -16,6 +24,8 @@
 
 namespace
 {
+constexpr const char* NotFinite = "it has coordinates that are not finite numbers";
+
 // Returns the farthest any of the shape's bounds lies from the origin along an axis, NaN when a
 // bound is no finite number.
 double Reach(const TopoDS_Shape& shape)
@@ -37,6 +47,53 @@ double Reach(const TopoDS_Shape& shape)
   }
   return reach;
 }
+
+// Returns what MissingGeometry answers; the evaluations may throw.
+std::string MissingOrNotFinite(const TopoDS_Shape& shape)
+{
+  // The text readers take "nan" and "inf" for numbers, and an overflowing exponent for an infinity;
+  // meshes and bounding volumes built on them fault. What the vertices, the edges' ranges and
+  // middle points, the surfaces at those points and the meshes read hold is checked.
+  bool finite = true;
+  const auto check = [&finite](const gp_XYZ& p) { finite = finite && std::isfinite(p.X()) && std::isfinite(p.Y()) && std::isfinite(p.Z()); };
+  for (TopExp_Explorer it(shape, TopAbs_FACE); it.More() && finite; it.Next())
+  {
+    const TopoDS_Face& face = TopoDS::Face(it.Current());
+    TopLoc_Location location;
+    const Handle(Geom_Surface) surface = BRep_Tool::Surface(face, location);
+    if (surface.IsNull())
+      return "a face has no surface";
+    if (const Handle(Poly_Triangulation) mesh = BRep_Tool::Triangulation(face, location); !mesh.IsNull())
+      for (Standard_Integer i = 1; i <= mesh->NbNodes() && finite; ++i)
+        check(mesh->Node(i).XYZ());
+    for (TopExp_Explorer edges(face, TopAbs_EDGE); edges.More() && finite; edges.Next())
+    {
+      double first = 0.0, last = 0.0;
+      const Handle(Geom2d_Curve) pcurve = BRep_Tool::CurveOnSurface(TopoDS::Edge(edges.Current()), face, first, last);
+      if (pcurve.IsNull() || !std::isfinite(first) || !std::isfinite(last))
+        continue;
+      const gp_Pnt2d uv = pcurve->Value(0.5 * (first + last));
+      finite = std::isfinite(uv.X()) && std::isfinite(uv.Y());
+      if (finite)
+        check(surface->Value(uv.X(), uv.Y()).XYZ());
+    }
+  }
+  for (TopExp_Explorer it(shape, TopAbs_EDGE); it.More() && finite; it.Next())
+  {
+    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
+    if (!BRep_Tool::Degenerated(edge) && !BRep_Tool::IsGeometric(edge))
+      return "an edge has no curve";
+    double first = 0.0, last = 0.0;
+    TopLoc_Location location;
+    const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, location, first, last);
+    finite = std::isfinite(first) && std::isfinite(last);
+    if (finite && !curve.IsNull())
+      check(curve->Value(0.5 * (first + last)).XYZ());
+  }
+  for (TopExp_Explorer it(shape, TopAbs_VERTEX); it.More() && finite; it.Next())
+    check(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())).XYZ());
+  return finite ? std::string() : NotFinite;
+}
 } // namespace
 
 std::string ShapeCheck::Problem(const TopoDS_Shape& shape)
@@ -49,7 +106,7 @@ std::string ShapeCheck::Problem(const TopoDS_Shape& shape)
       return missing;
     const double reach = Reach(shape);
     if (!std::isfinite(reach))
-      return "it has coordinates that are not finite numbers";
+      return NotFinite;
     if (reach > CoordinateLimit)
     {
       std::ostringstream text;
@@ -71,17 +128,13 @@ std::string ShapeCheck::Problem(const TopoDS_Shape& shape)
 
 std::string ShapeCheck::MissingGeometry(const TopoDS_Shape& shape)
 {
-  for (TopExp_Explorer it(shape, TopAbs_FACE); it.More(); it.Next())
+  try
   {
-    TopLoc_Location location;
-    if (BRep_Tool::Surface(TopoDS::Face(it.Current()), location).IsNull())
-      return "a face has no surface";
+    return MissingOrNotFinite(shape);
   }
-  for (TopExp_Explorer it(shape, TopAbs_EDGE); it.More(); it.Next())
+  catch (const Standard_Failure&)
   {
-    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
-    if (!BRep_Tool::Degenerated(edge) && !BRep_Tool::IsGeometric(edge))
-      return "an edge has no curve";
+    return "a curve or surface cannot be evaluated";
   }
-  return std::string();
 }
+

@@ -1,13 +1,14 @@
 #include <cadtools/GeomHandle.h>
 #include <cadtools/ShapeHandle.h>
 
+#include "CheckedShapeSet.h"
+
 #include <AIS_Shape.hxx>
 #include <BRepAdaptor_Curve.hxx>
 #include <BRepBndLib.hxx>
 #include <BRepGProp.hxx>
 #include <BRepGProp_Face.hxx>
 #include <BRepPrimAPI_MakeBox.hxx>
-#include <BRepTools.hxx>
 #include <BRepTools_ShapeSet.hxx>
 #include <BRep_Builder.hxx>
 #include <BRep_Tool.hxx>
@@ -185,7 +186,10 @@ TopoDS_Shape ShapeHandle::ReadBRep(std::istream& in)
   in.exceptions(std::ios::failbit | std::ios::badbit);
   try
   {
-    BRepTools::Read(shape, in, BRep_Builder());
+    CheckedShapeSet set;
+    set.Read(in);
+    if (set.NbShapes() > 0)
+      set.Read(shape, in);
   }
   catch (const std::ios::failure&)
   {

@@ -1,3 +1,4 @@
+#include <cadtools/ShapeCheck.h>
 #include <cadtools/ShapeHandle.h>
 
 #include <support/Solids.h>
@@ -5,18 +6,31 @@
 #include <AIS_Shape.hxx>
 #include <BRepAdaptor_Surface.hxx>
 #include <BRepBuilderAPI_MakeEdge.hxx>
+#include <BRepBuilderAPI_MakeFace.hxx>
 #include <BRepCheck_Analyzer.hxx>
 #include <BRepMesh_IncrementalMesh.hxx>
 #include <BRepTools.hxx>
+#include <BRep_Builder.hxx>
 #include <BRep_Tool.hxx>
 #include <GC_MakeCircle.hxx>
+#include <Geom_Circle.hxx>
+#include <Geom_Line.hxx>
+#include <Geom_OffsetCurve.hxx>
+#include <Geom_SurfaceOfRevolution.hxx>
+#include <Geom_TrimmedCurve.hxx>
+#include <Precision.hxx>
 #include <TopExp.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopTools_IndexedMapOfShape.hxx>
 #include <TopoDS.hxx>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <array>
 #include <sstream>
+#include <string>
+#include <vector>
 
 TEST(ShapeHandle, MeasuresAndNormalsOfKnownSolids)
 {
@@ -117,4 +131,120 @@ TEST(ShapeHandle, BRepTextRoundTripsLikeTheKernelsAndRejectsCutOrForeignText)
     std::istringstream in(bad);
     EXPECT_TRUE(ShapeHandle::ReadBRep(in).IsNull()) << bad.size();
   }
+}
+
+namespace
+{
+// The BRep text of a lone vertex after the given geometry sections, which it does not use.
+std::string VertexAfterGeometry(const std::string& curves2d, const std::string& curves, const std::string& surfaces)
+{
+  const auto section = [](const char* name, const std::string& entries) {
+    const auto count = std::count(entries.begin(), entries.end(), '\n');
+    return std::string(name) + " " + std::to_string(count) + "\n" + entries;
+  };
+  return "\nCASCADE Topology V3, (c) Open Cascade\nLocations 0\n" + section("Curve2ds", curves2d) +
+         section("Curves", curves) + "Polygon3D 0\nPolygonOnTriangulations 0\n" + section("Surfaces", surfaces) +
+         "Triangulations 0\n\nTShapes 1\nVe\n1e-07\n1 2 3\n0 0\n\n0101101\n*\n\n+1 0 \n";
+}
+} // namespace
+
+TEST(ShapeHandle, BRepTextOfCurvesAndSurfacesOnAMissingBasisIsRefused)
+{
+  const std::string circle = "2 0 0 0 0 0 1 1 0 -0 -0 1 0 4";
+  const std::string badCircle = "2 0 0 0 0 0 1 1 0 -0 -0 1 0 -4";
+  // Curve2ds, Curves, Surfaces: trimmed, offset, extruded, revolved entries on a basis that reads.
+  const std::vector<std::array<std::string, 3>> valid = {
+    {"8 0 1 1 0 0 1 0\n9 2.5 2 0 0 1 0 -0 1 4\n9 1 8 0 1 1 0 0 1 0\n", "", ""},
+    {"", "8 0 1 1 0 0 0 1 0 0\n9 0.5 0 0 1 " + circle + "\n9 1 0 0 1 8 0 1 1 0 0 0 1 0 0\n", ""},
+    {"", "", "7 0 0 0 0 0 1 1 5 0 0 0 0 1\n6 0 0 1 " + circle + "\n10 0 1 0 1 1 0 0 0 0 0 1 1 0 -0 -0 1 0\n"
+             "11 0.5 10 0 1 0 1 1 0 0 0 0 0 1 1 0 -0 -0 1 0\n"},
+    // An entry that fails to build on its own is left null, as the kernel leaves it, and the
+    // entries after it still read: an offset curve of no direction stops before its basis, which
+    // is then read as an entry of its own.
+    {"", badCircle + "\n9 1 0 0 0\n1 0 0 0 1 0 0\n8 1 1 1 0 0 0 1 0 0\n", ""}};
+  for (const auto& [curves2d, curves, surfaces] : valid)
+  {
+    std::istringstream in(VertexAfterGeometry(curves2d, curves, surfaces));
+    const TopoDS_Shape vertex = ShapeHandle::ReadBRep(in);
+    ASSERT_TRUE(!vertex.IsNull() && vertex.ShapeType() == TopAbs_VERTEX) << curves2d << curves << surfaces;
+    EXPECT_TRUE(BRep_Tool::Pnt(TopoDS::Vertex(vertex)).IsEqual(gp_Pnt(1, 2, 3), Precision::Confusion()));
+  }
+  // The kernel reads each basis below as a null handle and builds on it.
+  const std::vector<std::array<std::string, 3>> refused = {
+    {"9 2.5 12 0 0\n", "", ""},
+    {"8 0 1 9 1 7\n", "", ""},
+    {"", "8 0 1 42\n", ""},
+    {"", "9 1 0 0 1 " + badCircle + "\n", ""},
+    {"", "8 0 1 8 1 1 1 0 0 0 1 0 0\n", ""},
+    {"", "", "7 0 0 0 0 0 1 99\n"},
+    {"", "", "6 0 0 1 " + badCircle + "\n"},
+    {"", "", "10 0 1 0 1 13\n"},
+    {"", "", "11 0.5 10 0 1 0 1 77\n"},
+    {"", "", "10 0 1 0 1 10 0 0 0 1 1 0 0 0 0 0 1 1 0 -0 -0 1 0\n"}};
+  for (const auto& [curves2d, curves, surfaces] : refused)
+  {
+    std::istringstream in(VertexAfterGeometry(curves2d, curves, surfaces));
+    EXPECT_TRUE(ShapeHandle::ReadBRep(in).IsNull()) << curves2d << curves << surfaces;
+  }
+  // The surfaces come after polygons, with and without parameters: found past them.
+  for (const auto& [surfaces, read] : {std::pair{std::string("7 0 0 0 0 0 1 99\n"), false},
+                                       std::pair{std::string("7 0 0 0 0 0 1 1 5 0 0 0 0 1\n"), true}})
+  {
+    std::string text = VertexAfterGeometry("", "", surfaces);
+    const std::string none = "Polygon3D 0\nPolygonOnTriangulations 0\n";
+    text.replace(text.find(none), none.size(),
+                 "Polygon3D 2\n2 1\n0.1\n0 0 0 1 1 1 \n0 1 \n2 0\n0.1\n0 0 0 1 1 1 \n"
+                 "PolygonOnTriangulations 2\n2 1 2 \np 0.1 1 0 1 \n3 1 2 3 \np 0.1 0 \n");
+    std::istringstream in(text);
+    EXPECT_EQ(ShapeHandle::ReadBRep(in).IsNull(), !read) << surfaces;
+  }
+}
+
+TEST(ShapeHandle, BRepTextOfShapesOnOffsetTrimmedAndRevolvedGeometryRoundTrips)
+{
+  const Handle(Geom_Circle) circle = new Geom_Circle(gp_Ax2(gp_Pnt(0, 0, 0), gp_Dir(0, 0, 1)), 10);
+  const Handle(Geom_OffsetCurve) offset = new Geom_OffsetCurve(new Geom_TrimmedCurve(circle, 0, 2), 3, gp_Dir(0, 0, 1));
+  const TopoDS_Edge edge = BRepBuilderAPI_MakeEdge(offset).Edge();
+  const Handle(Geom_SurfaceOfRevolution) revolved =
+    new Geom_SurfaceOfRevolution(new Geom_TrimmedCurve(new Geom_Line(gp_Pnt(5, 0, 0), gp_Dir(1, 0, 1)), 0, 4),
+                                 gp_Ax1(gp_Pnt(0, 0, 0), gp_Dir(0, 0, 1)));
+  const TopoDS_Face face = BRepBuilderAPI_MakeFace(revolved, 0, 1, 0, 4, Precision::Confusion()).Face();
+  for (const TopoDS_Shape& shape : {TopoDS_Shape(edge), TopoDS_Shape(face)})
+  {
+    std::ostringstream out, ours, kernels;
+    ShapeHandle::WriteBRep(shape, out);
+    EXPECT_NE(out.str().find(shape.ShapeType() == TopAbs_EDGE ? "\n9 3\n0 0 1 \n8 0 2\n2 " : "\n7 0 0 0 0 0 1 \n8 0 4\n1 "),
+              std::string::npos);
+    std::istringstream in(out.str()), again(out.str());
+    const TopoDS_Shape back = ShapeHandle::ReadBRep(in);
+    ASSERT_FALSE(back.IsNull());
+    EXPECT_TRUE(BRepCheck_Analyzer(back).IsValid());
+    EXPECT_NEAR(ShapeHandle::GetAreaOrVol(back), ShapeHandle::GetAreaOrVol(shape), 1e-9 * ShapeHandle::GetAreaOrVol(shape));
+    // Read as the kernel reads it alone.
+    TopoDS_Shape kernel;
+    BRepTools::Read(kernel, again, BRep_Builder());
+    ShapeHandle::WriteBRep(back, ours);
+    ShapeHandle::WriteBRep(kernel, kernels);
+    EXPECT_EQ(ours.str(), kernels.str());
+  }
+}
+
+TEST(ShapeHandle, BRepTextOfNumbersThatAreNotFiniteReadsToAShapeTheCheapCheckRefuses)
+{
+  const std::string text = VertexAfterGeometry("", "", "");
+  const std::size_t point = text.find("\n1 2 3\n") + 1;
+  const auto read = [&](const std::string& coordinates) {
+    std::istringstream in(text.substr(0, point) + coordinates + text.substr(point + 5));
+    return ShapeHandle::ReadBRep(in);
+  };
+  // What the kernel reads as an infinity or not a number, in a vertex's coordinates.
+  for (const std::string& bad : {"nan 2 3", "1 inf 3", "1 2 -infinity", "1e999 2 3", "1 -6.12323399e773756-15 3",
+                                 "0x1p2000 2 3", "1 2 NAN(1)"})
+  {
+    const TopoDS_Shape vertex = read(bad);
+    ASSERT_FALSE(vertex.IsNull()) << bad;
+    EXPECT_EQ(ShapeCheck::MissingGeometry(vertex), "it has coordinates that are not finite numbers") << bad;
+  }
+  for (const std::string& good : {"1e2 2e-300 3E+2", "1.7976931348623157e308 -1.7976931348623157e308 0x1p10"})
+    EXPECT_EQ(ShapeCheck::MissingGeometry(read(good)), "") << good;
 }

@@ -150,7 +150,11 @@ Json::Value Entity::ToJson(const std::string& dir)
   {
     const gp_Trsf placement = myRootMdl->LocalTransformation();
     myRootMdl->SetTransformation(gp_Trsf(), false);
-    ViewShapeUtil::ExportToFile(myRootMdl, dir + path, true);
+    // Written without the clean-up of the root's geometry: it changes nothing for a root without
+    // a shape of its own, and would save the faces and edges of one without their surfaces and
+    // curves, which a display tree refuses on reading; the shape being shared, it would strip the
+    // entity's own root as well.
+    ViewShapeUtil::ExportToFile(myRootMdl, dir + path, false);
     myRootMdl->SetTransformation(placement, false);
   }
   return json;

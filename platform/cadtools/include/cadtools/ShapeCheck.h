@@ -14,7 +14,9 @@ public:
   static std::string Problem(const TopoDS_Shape& shape);
 
   // Returns what geometry the shape lacks (a face's surface, a 3D curve of an edge that is not
-  // degenerated), empty when nothing: the check that is cheap next to reading the shape.
+  // degenerated) or holds that is no finite number (at the vertices, the edges' ranges and middle
+  // points, the faces' surfaces there, the mesh nodes), empty when nothing: the check that is cheap
+  // next to reading the shape.
   static std::string MissingGeometry(const TopoDS_Shape& shape);
 
   // Largest coordinate, in mm, of a usable shape. Beyond it the geometry kernel's fixed tolerances

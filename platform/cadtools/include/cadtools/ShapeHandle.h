@@ -37,8 +37,9 @@ public:
   // Returns the volume of a solid shape, the area of a face or shell, the length of an edge or wire.
   static double GetAreaOrVol(const TopoDS_Shape& shape);
 
-  // Returns the shape written as BRep text in `in`, or a null shape when the text is malformed or
-  // truncated (the kernel's reader alone may loop on a truncated text).
+  // Returns the shape written as BRep text in the seekable stream `in`, or a null shape when the text
+  // is malformed or truncated (the kernel's reader alone may loop on a truncated text) or builds a
+  // curve or surface on a basis it does not define (the kernel's reader alone would fault).
   static TopoDS_Shape ReadBRep(std::istream& in);
 
   // Writes the shape as BRep text (format 3, with triangulations, without normals), as
