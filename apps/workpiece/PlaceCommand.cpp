@@ -1,6 +1,7 @@
 #include "PlaceCommand.h"
 
 #include "OutputFile.h"
+#include "PartArgument.h"
 #include "PartReader.h"
 
 #include <entity/IntEdgeFaceSeg.h>
@@ -243,18 +244,8 @@ int RunPlaceCommand(const std::vector<std::string>& args, std::ostream& out, std
       }
       dir = gp_Dir(v);
     }
-    else if (!arg.empty() && arg[0] == '-')
-    {
-      err << "workpiece place: unknown or incomplete option '" << arg << "'\n" << Usage;
+    else if (!PartArgument::Take("place", arg, part, Usage, err))
       return 2;
-    }
-    else if (part.empty())
-      part = arg;
-    else
-    {
-      err << "workpiece place: only one part at a time ('" << arg << "' is extra)\n";
-      return 2;
-    }
   }
   if (part.empty())
   {

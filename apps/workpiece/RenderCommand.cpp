@@ -2,6 +2,7 @@
 
 #include "MechanismFile.h"
 #include "OutputFile.h"
+#include "PartArgument.h"
 #include "PartReader.h"
 #include "SeamsCommand.h"
 
@@ -154,18 +155,8 @@ std::optional<int> Parse(const std::vector<std::string>& args, Request& request,
       }
       request.look.direction = *direction;
     }
-    else if (!arg.empty() && arg[0] == '-')
-    {
-      err << "workpiece render: unknown or incomplete option '" << arg << "'\n" << Usage;
+    else if (!PartArgument::Take("render", arg, request.input, Usage, err))
       return 2;
-    }
-    else if (request.input.empty())
-      request.input = arg;
-    else
-    {
-      err << "workpiece render: only one part at a time ('" << arg << "' is extra)\n";
-      return 2;
-    }
   }
   if (request.input.empty() || request.picture.empty())
   {

@@ -1,6 +1,7 @@
 #include "SeamsCommand.h"
 
 #include "OutputFile.h"
+#include "PartArgument.h"
 #include "PartReader.h"
 #include "ProgressBar.h"
 
@@ -171,18 +172,8 @@ int RunSeamsCommand(const std::vector<std::string>& args, std::ostream& out, std
       }
       options.minLength = *length;
     }
-    else if (!arg.empty() && arg[0] == '-')
-    {
-      err << "workpiece seams: unknown or incomplete option '" << arg << "'\n" << Usage;
+    else if (!PartArgument::Take("seams", arg, part, Usage, err))
       return 2;
-    }
-    else if (part.empty())
-      part = arg;
-    else
-    {
-      err << "workpiece seams: only one part at a time ('" << arg << "' is extra)\n";
-      return 2;
-    }
   }
   if (part.empty())
   {
