@@ -3,13 +3,16 @@
 # (default 60), with its dictionary. A corpus replay only: SECONDS=0. Any crash, leak, timeout or
 # memory blow-up stops the run with the artefact's path and exit code 1. The new inputs come from a
 # fixed seed (FUZZ_SEED, default 1; 0 lets libFuzzer pick one), so that a run makes the same inputs in
-# the same order each time and a short run in CI does not fail on whatever a lucky draw found.
-#   [FUZZ_SEED=N] fuzz/run.sh [BUILD [SECONDS [TARGET...]]]
+# the same order each time. FUZZ_RUNS=N also stops each target after N new inputs, so that a short
+# run in CI tries the same inputs on a fast machine and a slow one and cannot fail on a lucky draw.
+#   [FUZZ_SEED=N] [FUZZ_RUNS=N] fuzz/run.sh [BUILD [SECONDS [TARGET...]]]
 set -euo pipefail
 source_dir=$(cd "$(dirname "$0")/.." && pwd)
 build=$(cd "${1:-$source_dir/build-fuzz}" && pwd)
 seconds=${2:-60}
 seed=${FUZZ_SEED:-1}
+limit=()
+[ "${FUZZ_RUNS:-0}" -gt 0 ] && limit=(-runs="$FUZZ_RUNS")
 shift $(( $# > 2 ? 2 : $# ))
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
@@ -38,7 +41,7 @@ for name in "${targets[@]}"; do
   status=0
   "$build/fuzz/$name" "${options[@]}" -runs=0 "$corpus" > "$log" 2>&1 || status=$?
   if [ $status -eq 0 ] && [ "$seconds" -gt 0 ]; then
-    "$build/fuzz/$name" "${options[@]}" -seed="$seed" -max_total_time="$seconds" "$corpus" >> "$log" 2>&1 || status=$?
+    "$build/fuzz/$name" "${options[@]}" -seed="$seed" -max_total_time="$seconds" "${limit[@]}" "$corpus" >> "$log" 2>&1 || status=$?
   fi
   runs=$(grep -o 'stat::number_of_executed_units: [0-9]*' "$log" | tail -1 | grep -o '[0-9]*$' || echo 0)
   if [ $status -ne 0 ]; then
@@ -48,7 +51,7 @@ for name in "${targets[@]}"; do
   else
     if [ "$seconds" -gt 0 ]; then
       rate=$(grep -o 'stat::average_exec_per_sec: *[0-9]*' "$log" | tail -1 | grep -o '[0-9]*$' || echo 0)
-      echo "fuzz: $name ok, $runs runs in ${seconds} s ($rate exec/s, seed $seed)"
+      echo "fuzz: $name ok, $runs runs within ${seconds} s ($rate exec/s, seed $seed)"
     else
       echo "fuzz: $name ok, $runs runs in ${seconds} s"
     fi
