@@ -134,3 +134,21 @@ TEST(FuzzReproducers, MechanismWhoseRootHoldsAShapeSavesWhatItReadsBack)
   EXPECT_NEAR(ShapeHandle::GetAreaOrVol(again.GetRootMdl()->GetEntityShape()), ShapeHandle::GetAreaOrVol(root),
               1e-9 * ShapeHandle::GetAreaOrVol(root));
 }
+
+TEST(FuzzReproducers, MechanismsWithFacesTheMesherCannotFinishLoadAndSave)
+{
+  // A skewed plane keeps the kernel's mesher busy for seconds, a damaged face makes it run long, and
+  // a pcurve section shifted by a stray character makes it fault (which ended the process): the
+  // mechanism still loads, within the mesher's time limit, and saves what it reads back.
+  for (const char* name : {"mesher-slow-on-skewed-plane.bin", "take-over-mesh-slow.bin", "mesher-fault-after-pcurve-text-shift.bin"})
+  {
+    const Scratch scratch;
+    GenericEntityConfig mechanism;
+    ASSERT_NO_THROW(mechanism.LoadFromJson(ObjectWithTree(CorpusFile("fuzz_mechanism", name), scratch.path))) << name;
+    ASSERT_FALSE(mechanism.GetRootMdl().IsNull()) << name;
+    Json::Value json = mechanism.ToJson((scratch.path / "saved").string() + "/");
+    json["ShapeEntityPath"] = (scratch.path / "saved" / json["ShapeEntityPath"].asString()).string();
+    GenericEntityConfig again;
+    EXPECT_NO_THROW(again.LoadFromJson(json)) << name;
+  }
+}

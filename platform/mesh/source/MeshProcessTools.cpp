@@ -1,6 +1,7 @@
 #include <mesh/MeshProcessTools.h>
 
-#include <BRepBuilderAPI_Copy.hxx>
+#include <cadtools/ChildProcess.h>
+
 #include <BRepMesh_IncrementalMesh.hxx>
 #include <BRep_Tool.hxx>
 #include <Poly_MergeNodesTool.hxx>
@@ -8,8 +9,12 @@
 #include <Standard_Failure.hxx>
 #include <TopExp_Explorer.hxx>
 #include <TopoDS.hxx>
+#include <TopoDS_Face.hxx>
 
+#include <chrono>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <map>
 #include <numeric>
 #include <tuple>
@@ -82,28 +87,19 @@ std::shared_ptr<MeshData> WeldedMesh(Poly_MergeNodesTool& merger)
   }
   return mesh;
 }
-} // namespace
-
-std::shared_ptr<MeshData> MeshProcessTools::CreateWatertightMesh(const TopoDS_Shape& shape, double deflection)
+// Returns the welded mesh of `shape` at `deflection`, empty when the kernel cannot triangulate it (an
+// edge trimmed to nothing, a curve it cannot project). Meshes `shape` itself.
+std::shared_ptr<MeshData> Triangulate(const TopoDS_Shape& shape, double deflection)
 {
   const auto empty = std::make_shared<MeshData>();
-  if (shape.IsNull() || deflection <= Precision::Confusion())
-    return empty;
-  // A damaged shape (an edge trimmed to nothing, a curve the kernel cannot project) makes the copy,
-  // the mesher or the welder throw; it cannot be triangulated.
   try
   {
-    // A copy is meshed so that the caller's shape (possibly shown or meshed on another thread) is untouched.
-    BRepBuilderAPI_Copy copier(shape, true, false);
-    if (!copier.IsDone())
-      return empty;
-    const TopoDS_Shape copy = copier.Shape();
-    BRepMesh_IncrementalMesh mesher(copy, deflection, false, MeshAngle, false);
+    BRepMesh_IncrementalMesh mesher(shape, deflection, false, MeshAngle, false);
     if (!mesher.IsDone())
       return empty;
     int nbTriangles = 0;
     std::vector<std::tuple<Handle(Poly_Triangulation), gp_Trsf, bool>> faces;
-    for (TopExp_Explorer ex(copy, TopAbs_FACE); ex.More(); ex.Next())
+    for (TopExp_Explorer ex(shape, TopAbs_FACE); ex.More(); ex.Next())
     {
       const TopoDS_Face& face = TopoDS::Face(ex.Current());
       TopLoc_Location loc;
@@ -122,6 +118,93 @@ std::shared_ptr<MeshData> MeshProcessTools::CreateWatertightMesh(const TopoDS_Sh
   {
     return empty;
   }
+}
+
+// Address space the mesher may add in its child.
+constexpr std::size_t MeshBudget = std::size_t(4) << 30;
+
+// Time meshing may take: MinMeshSeconds, and more for shapes of many faces. Meshing the largest
+// corpus part (1,700 faces) takes well under a second.
+constexpr double MinMeshSeconds = 3.0;
+constexpr double MeshSecondsPerFace = 0.005;
+
+// Returns the vertices and triangles as bytes: each count, then the numbers as the machine holds them.
+std::string Encode(const MeshData& mesh)
+{
+  std::string bytes;
+  const auto append = [&bytes](const void* data, std::size_t size) { bytes.append(static_cast<const char*>(data), size); };
+  const std::uint64_t nbVertices = mesh.Vertices.size(), nbTriangles = mesh.Triangles.size();
+  append(&nbVertices, sizeof nbVertices);
+  for (const gp_XYZ& v : mesh.Vertices)
+  {
+    const double xyz[3] = {v.X(), v.Y(), v.Z()};
+    append(xyz, sizeof xyz);
+  }
+  append(&nbTriangles, sizeof nbTriangles);
+  append(mesh.Triangles.data(), nbTriangles * sizeof(std::array<int, 3>));
+  return bytes;
+}
+
+// Returns the mesh Encode wrote, empty when the bytes are cut short.
+std::shared_ptr<MeshData> Decode(const std::string& bytes)
+{
+  auto mesh = std::make_shared<MeshData>();
+  std::size_t at = 0;
+  const auto take = [&](void* data, std::size_t size) {
+    if (bytes.size() - at < size)
+      return false;
+    std::memcpy(data, bytes.data() + at, size);
+    at += size;
+    return true;
+  };
+  std::uint64_t nbVertices = 0, nbTriangles = 0;
+  if (!take(&nbVertices, sizeof nbVertices) || nbVertices > bytes.size() / (3 * sizeof(double)))
+    return std::make_shared<MeshData>();
+  mesh->Vertices.resize(nbVertices);
+  for (gp_XYZ& v : mesh->Vertices)
+  {
+    double xyz[3] = {};
+    if (!take(xyz, sizeof xyz))
+      return std::make_shared<MeshData>();
+    v.SetCoord(xyz[0], xyz[1], xyz[2]);
+  }
+  if (!take(&nbTriangles, sizeof nbTriangles) || nbTriangles > bytes.size() / sizeof(std::array<int, 3>))
+    return std::make_shared<MeshData>();
+  mesh->Triangles.resize(nbTriangles);
+  if (!take(mesh->Triangles.data(), nbTriangles * sizeof(std::array<int, 3>)))
+    return std::make_shared<MeshData>();
+  return mesh;
+}
+} // namespace
+
+std::shared_ptr<MeshData> MeshProcessTools::CreateWatertightMesh(const TopoDS_Shape& shape, double deflection)
+{
+  int faces = 0;
+  for (TopExp_Explorer ex(shape, TopAbs_FACE); ex.More(); ex.Next())
+    ++faces;
+  return CreateWatertightMesh(shape, deflection, std::chrono::steady_clock::now() + MeshTimeLimit(faces));
+}
+
+std::shared_ptr<MeshData> MeshProcessTools::CreateWatertightMesh(const TopoDS_Shape& shape, double deflection,
+                                                                  std::chrono::steady_clock::time_point deadline)
+{
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+  if (shape.IsNull() || deflection <= Precision::Confusion() || left.count() <= 0)
+    return std::make_shared<MeshData>();
+  // The mesher runs on a damaged face for seconds or faults in the kernel (a pcurve shifted off its
+  // edge, a skewed plane), and no check made before the call rules either out; its child is stopped
+  // in time, and its faults and what they leak end with it. The child's copy of the shape is the one
+  // meshed, so the caller's shape (possibly shown or meshed on another thread) is untouched.
+  const ChildProcess::Outcome outcome =
+    ChildProcess::Run([&] { return Encode(*Triangulate(shape, deflection)); }, {left, MeshBudget});
+  if (outcome.end != ChildProcess::End::Returned)
+    return std::make_shared<MeshData>();
+  return Decode(outcome.text);
+}
+
+std::chrono::milliseconds MeshProcessTools::MeshTimeLimit(int faces)
+{
+  return std::chrono::milliseconds(static_cast<long long>(1000.0 * (MinMeshSeconds + MeshSecondsPerFace * faces)));
 }
 
 std::shared_ptr<MeshData> MeshProcessTools::WeldVertices(const MeshData& mesh, double tol)

@@ -20,6 +20,7 @@
 #include <Precision.hxx>
 #include <Standard_Failure.hxx>
 #include <TopoDS_Compound.hxx>
+#include <TopExp_Explorer.hxx>
 #include <TopoDS_Iterator.hxx>
 
 #include <chrono>
@@ -67,8 +68,15 @@ struct MeshPiece
 };
 
 // Returns the whole mesh of the pieces, each meshed on the thread pool, merged on the caller's thread.
+// The pieces share one time budget, so that a tree of many damaged faces is not meshed for the sum of
+// their limits.
 std::shared_ptr<MeshData> BuildWholeMesh(const std::vector<MeshPiece>& pieces, double deflection)
 {
+  int faces = 0;
+  for (const MeshPiece& piece : pieces)
+    for (TopExp_Explorer ex(piece.shape, TopAbs_FACE); !piece.mesh && ex.More(); ex.Next())
+      ++faces;
+  const auto deadline = std::chrono::steady_clock::now() + MeshProcessTools::MeshTimeLimit(faces);
   std::vector<std::future<std::shared_ptr<MeshData>>> futures;
   futures.reserve(pieces.size());
   for (const MeshPiece& piece : pieces)
@@ -76,8 +84,8 @@ std::shared_ptr<MeshData> BuildWholeMesh(const std::vector<MeshPiece>& pieces, d
     if (piece.mesh)
       continue;
     const TopoDS_Shape shape = piece.shape;
-    futures.push_back(
-      GetThreadPool().Submit([shape, deflection]() { return MeshProcessTools::CreateWatertightMesh(shape, deflection); }));
+    futures.push_back(GetThreadPool().Submit(
+      [shape, deflection, deadline]() { return MeshProcessTools::CreateWatertightMesh(shape, deflection, deadline); }));
   }
   auto whole = std::make_shared<MeshData>();
   std::size_t next = 0;

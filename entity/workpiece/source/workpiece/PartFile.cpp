@@ -7,10 +7,12 @@
 
 #include "workpiece/IgesPrecheck.h"
 
+#include <cadtools/ChildProcess.h>
 #include <cadtools/ShapeCheck.h>
 #include <cadtools/ShapeHandle.h>
 #include <cadtools/WorkpieceError.h>
 
+#include <BinTools.hxx>
 #include <IFSelect_ReturnStatus.hxx>
 #include <IGESControl_Reader.hxx>
 #include <IGESData_IGESEntity.hxx>
@@ -21,7 +23,6 @@
 #include <Message.hxx>
 #include <Message_Messenger.hxx>
 #include <Message_PrinterOStream.hxx>
-#include <OSD.hxx>
 #include <STEPControl_Reader.hxx>
 #include <Standard_ErrorHandler.hxx>
 #include <Standard_Failure.hxx>
@@ -35,21 +36,18 @@
 #include <XSControl_WorkSession.hxx>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <array>
-#include <functional>
-#include <iterator>
-#include <mutex>
 #include <iostream>
-#include <sstream>
 #include <new>
+#include <sstream>
 #include <type_traits>
 
-#include <signal.h>
 #include <stdlib.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
@@ -72,6 +70,21 @@ struct ConsoleSilencer
   std::streambuf* const saved = std::cout.rdbuf(sink.rdbuf());
   ~ConsoleSilencer() { std::cout.rdbuf(saved); }
 };
+
+// Address space a read may add in its child: at least MinReadBudget, more for large files. A count of
+// 2147483647 in an IGES B-spline made the reader allocate 17 GB before it found the file has no such
+// knots; IgesPrecheck refuses the counts it knows, this cap bounds the rest (overcommitted memory
+// would not stop them, the cap does, and the allocation then fails at once). Reading and checking the
+// largest part of the test corpus (1.2 MB of STEP) grows the process by about 30 bytes per byte of file.
+constexpr std::size_t MinReadBudget = std::size_t(2) << 30;
+constexpr std::size_t ReadBudgetPerByte = 64;
+
+// Time a read may take before its child is stopped. The largest corpus part reads and checks in
+// about a second; a reader caught in a loop on a damaged file would otherwise never return.
+constexpr double MinReadSeconds = 30.0;
+constexpr double ReadSecondsPerMiB = 60.0;
+
+constexpr const char* OutOfMemory = "unreadable: it asks for more memory than a part of its size can need";
 
 [[noreturn]] void Fail(const std::string& path, const std::string& reason)
 {
@@ -166,105 +179,6 @@ private:
   bool myActive = false;
 };
 
-// Address space a read may take beyond what the process holds already: at least MinReadBudget,
-// more for large files. A count of 2147483647 in an IGES B-spline made the reader allocate 17 GB
-// before it found the file has no such knots; IgesPrecheck refuses the counts it knows, this cap
-// bounds the rest (overcommitted memory would not stop them, the cap does, and the allocation then
-// fails at once). Reading and checking the largest part of the test corpus (1.2 MB of STEP) grows
-// the process by about 30 bytes per byte of file.
-constexpr rlim_t MinReadBudget = rlim_t(2) << 30;
-constexpr rlim_t ReadBudgetPerByte = 64;
-
-// Returns the address space the process holds now, 0 when it cannot tell.
-rlim_t AddressSpaceInUse()
-{
-  std::ifstream statm("/proc/self/statm");
-  unsigned long long pages = 0;
-  statm >> pages;
-  return statm ? rlim_t(pages) * rlim_t(::sysconf(_SC_PAGESIZE)) : 0;
-}
-
-// Signals the kernel's handlers turn into exceptions while a file is read.
-constexpr int FaultSignalList[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL};
-
-// What the reads that are running now changed in the process, and how it was before the first.
-struct ReadState
-{
-  std::mutex mutex;
-  int readers = 0;
-  struct sigaction handlers[NSIG] = {};
-  rlimit limit{};
-  bool limited = false;
-};
-
-ReadState& State()
-{
-  static ReadState state;
-  return state;
-}
-
-// Guards the process while a file is read. The kernel's handlers turn faults into exceptions, so
-// that a reader dereferencing what a damaged file points to fails with an error instead of ending
-// the process; the host's handlers of those signals (a sanitizer's among them) are given back
-// afterwards and other signals keep theirs throughout. The address space is capped to what the
-// process holds plus the read's budget. Both are per process: reads on several threads share
-// them, each widening the cap by its own budget, and the last to finish restores them.
-class ReadGuard
-{
-public:
-  explicit ReadGuard(std::uintmax_t fileSize)
-  {
-    ReadState& state = State();
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    if (state.readers++ == 0)
-    {
-      for (int signal = 1; signal < NSIG; ++signal)
-        ::sigaction(signal, nullptr, &state.handlers[signal]);
-      OSD::SetSignal(OSD_SignalMode_Set, false);
-      for (int signal = 1; signal < NSIG; ++signal)
-        if (std::find(std::begin(FaultSignalList), std::end(FaultSignalList), signal) == std::end(FaultSignalList))
-          ::sigaction(signal, &state.handlers[signal], nullptr);
-      state.limited = ::getrlimit(RLIMIT_AS, &state.limit) == 0;
-    }
-    const rlim_t used = AddressSpaceInUse();
-    rlimit current{};
-    if (!state.limited || used == 0 || ::getrlimit(RLIMIT_AS, &current) != 0)
-      return;
-    rlim_t cap = used + std::max(MinReadBudget, ReadBudgetPerByte * rlim_t(fileSize));
-    // A lower limit set by the user is kept.
-    if (state.limit.rlim_cur != RLIM_INFINITY)
-      cap = std::min(cap, state.limit.rlim_cur);
-    if (current.rlim_cur == RLIM_INFINITY || current.rlim_cur < cap)
-    {
-      current.rlim_cur = cap;
-      ::setrlimit(RLIMIT_AS, &current);
-    }
-  }
-  ~ReadGuard()
-  {
-    ReadState& state = State();
-    const std::lock_guard<std::mutex> lock(state.mutex);
-    if (--state.readers > 0)
-      return;
-    for (const int signal : FaultSignalList)
-      ::sigaction(signal, &state.handlers[signal], nullptr);
-    if (state.limited)
-      ::setrlimit(RLIMIT_AS, &state.limit);
-  }
-  ReadGuard(const ReadGuard&) = delete;
-  ReadGuard& operator=(const ReadGuard&) = delete;
-};
-
-// Returns what `call` returns. A fault in the kernel below jumps back here and is raised as a
-// Standard_Failure, so that the caller's objects are released by the usual unwinding, not skipped
-// by the jump: a reader skipped so would keep its whole model.
-template <typename Call>
-auto Guarded(Call call)
-{
-  OCC_CATCH_SIGNALS
-  return call();
-}
-
 // Returns why the STEP reader left an entity unusable, in our words and its own, empty when none:
 // the transfer would follow a reference into a null entity, or fault on an entity read only in part
 // (a syntax error, a parameter of the wrong type or count). Other failures the reader records, such
@@ -289,31 +203,131 @@ std::string DamagedEntity(const Handle(XSControl_WorkSession)& session)
   return std::string();
 }
 
-// Reads a STEP or IGES file; `name` then gives the file's name of a transferred shape.
-template <typename Reader>
-TopoDS_Shape ReadExchange(const std::string& path, std::function<std::string(const TopoDS_Shape&)>& name)
+// A read's result as the child passes it back: the names of the solids, in the order TopExp_Explorer
+// visits them, then the shape in the kernel's binary format, which keeps every double exactly.
+struct ReadResult
 {
-  auto reader = std::make_shared<Reader>();
-  if (!Guarded([&] { return reader->ReadFile(path.c_str()) == IFSelect_RetDone; }))
-    return TopoDS_Shape();
-  if constexpr (std::is_same_v<Reader, STEPControl_Reader>)
-    if (const std::string damage = Guarded([&] { return DamagedEntity(reader->WS()); }); !damage.empty())
-      Fail(path, "unreadable: " + damage);
-  const LongLoopHealing healing(std::is_same_v<Reader, STEPControl_Reader> && HasLongLoop(reader->Model()));
-  if (!Guarded([&] { return reader->TransferRoots() > 0; }))
-    return TopoDS_Shape();
-  name = [reader](const TopoDS_Shape& shape) {
-    const Handle(XSControl_TransferReader) transfer = reader->WS()->TransferReader();
-    Handle(Standard_Transient) entity = transfer->EntityFromShapeResult(shape, 1);
-    if (entity.IsNull())
-      entity = transfer->EntityFromShapeResult(shape, -1);
-    return NameOf(entity);
-  };
-  return reader->OneShape();
+  TopoDS_Shape shape;
+  std::vector<std::string> names;
+};
+
+// Returns `count` as four bytes.
+std::string CountBytes(std::size_t count)
+{
+  const std::uint32_t value = static_cast<std::uint32_t>(count);
+  return std::string(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-// Reads the file; `name` is set for exchange formats that name their shapes.
-TopoDS_Shape ReadShape(const std::string& path, std::function<std::string(const TopoDS_Shape&)>& name)
+// Returns the count at the stream's position.
+std::size_t ReadCount(std::istream& in)
+{
+  std::uint32_t value = 0;
+  in.read(reinterpret_cast<char*>(&value), sizeof value);
+  return in ? value : 0;
+}
+
+std::string Encode(const ReadResult& result)
+{
+  std::ostringstream out(std::ios::binary);
+  out << CountBytes(result.names.size());
+  for (const std::string& name : result.names)
+    out << CountBytes(name.size()) << name;
+  BinTools::Write(result.shape, out, false, false, BinTools_FormatVersion_CURRENT);
+  return out.str();
+}
+
+ReadResult Decode(const std::string& bytes)
+{
+  std::istringstream in(bytes, std::ios::binary);
+  ReadResult result;
+  result.names.resize(ReadCount(in));
+  for (std::string& name : result.names)
+  {
+    name.resize(ReadCount(in));
+    in.read(name.data(), static_cast<std::streamsize>(name.size()));
+  }
+  BinTools::Read(result.shape, in);
+  return result;
+}
+
+// Reads a STEP or IGES file, naming its solids.
+template <typename Reader>
+ReadResult ReadExchange(const std::string& path)
+{
+  Reader reader;
+  if (reader.ReadFile(path.c_str()) != IFSelect_RetDone)
+    return {};
+  if constexpr (std::is_same_v<Reader, STEPControl_Reader>)
+    if (const std::string damage = DamagedEntity(reader.WS()); !damage.empty())
+      Fail(path, "unreadable: " + damage);
+  const LongLoopHealing healing(std::is_same_v<Reader, STEPControl_Reader> && HasLongLoop(reader.Model()));
+  if (reader.TransferRoots() <= 0)
+    return {};
+  ReadResult result{reader.OneShape(), {}};
+  const Handle(XSControl_TransferReader) transfer = reader.WS()->TransferReader();
+  for (TopExp_Explorer it(result.shape, TopAbs_SOLID); it.More(); it.Next())
+  {
+    Handle(Standard_Transient) entity = transfer->EntityFromShapeResult(it.Current(), 1);
+    if (entity.IsNull())
+      entity = transfer->EntityFromShapeResult(it.Current(), -1);
+    result.names.push_back(NameOf(entity));
+  }
+  return result;
+}
+
+// Reads and checks the file; meant to run in a child process, which a fault or a leak of the kernel's
+// readers on a damaged file cannot outlive.
+ReadResult ReadChecked(const std::string& path, const std::string& ext)
+{
+  ReadResult result;
+  std::string problem;
+  try
+  {
+    OCC_CATCH_SIGNALS
+    if (ext == "step" || ext == "stp")
+      result = ReadExchange<STEPControl_Reader>(path);
+    else if (ext == "iges" || ext == "igs")
+      result = ReadExchange<IGESControl_Reader>(path);
+    else
+    {
+      const ConsoleSilencer silencer;
+      std::ifstream in(path, std::ios::binary);
+      result.shape = ShapeHandle::ReadBRep(in);
+    }
+    // Checked here, where a fault on what the reader returned is caught as well.
+    problem = ShapeCheck::Problem(result.shape);
+  }
+  catch (const Standard_OutOfMemory&)
+  {
+    Fail(path, OutOfMemory);
+  }
+  catch (const std::bad_alloc&)
+  {
+    Fail(path, OutOfMemory);
+  }
+  catch (const Standard_Failure& failure)
+  {
+    Fail(path, std::string("unreadable: ") + failure.GetMessageString());
+  }
+  if (result.shape.IsNull())
+    Fail(path, "unreadable: no shape could be read from it");
+  if (!TopExp_Explorer(result.shape, TopAbs_FACE).More())
+    Fail(path, "the part is empty: it has no faces");
+  if (!problem.empty())
+    Fail(path, "unusable: " + problem);
+  return result;
+}
+
+// Returns the bounds of reading a file of `size` bytes in a child.
+ChildProcess::Limits ReadLimits(std::uintmax_t size)
+{
+  const double mebibytes = double(size) / double(1 << 20);
+  return {std::chrono::milliseconds(static_cast<long long>(1000.0 * (MinReadSeconds + ReadSecondsPerMiB * mebibytes))),
+          std::max<std::size_t>(MinReadBudget, ReadBudgetPerByte * std::size_t(size))};
+}
+
+// Reads the file, in a child process unless it is BREP.
+ReadResult ReadShape(const std::string& path)
 {
   std::error_code code;
   if (!std::filesystem::exists(path, code))
@@ -335,44 +349,15 @@ TopoDS_Shape ReadShape(const std::string& path, std::function<std::string(const 
       Fail(path, "unreadable: " + problem);
   }
   const std::uintmax_t size = std::filesystem::file_size(path, code);
-  const ReadGuard guard(code ? 0 : size);
-  TopoDS_Shape shape;
-  std::string problem;
-  try
-  {
-    OCC_CATCH_SIGNALS
-    if (ext == "step" || ext == "stp")
-      shape = ReadExchange<STEPControl_Reader>(path, name);
-    else if (ext == "iges" || ext == "igs")
-      shape = ReadExchange<IGESControl_Reader>(path, name);
-    else
-    {
-      const ConsoleSilencer silencer;
-      std::ifstream in(path, std::ios::binary);
-      shape = ShapeHandle::ReadBRep(in);
-    }
-    // Checked here, where a fault on what the reader returned is caught as well.
-    problem = ShapeCheck::Problem(shape);
-  }
-  catch (const Standard_OutOfMemory&)
-  {
-    Fail(path, "unreadable: it asks for more memory than a part of its size can need");
-  }
-  catch (const std::bad_alloc&)
-  {
-    Fail(path, "unreadable: it asks for more memory than a part of its size can need");
-  }
-  catch (const Standard_Failure& failure)
-  {
-    Fail(path, std::string("unreadable: ") + failure.GetMessageString());
-  }
-  if (shape.IsNull())
-    Fail(path, "unreadable: no shape could be read from it");
-  if (!TopExp_Explorer(shape, TopAbs_FACE).More())
-    Fail(path, "the part is empty: it has no faces");
-  if (!problem.empty())
-    Fail(path, "unusable: " + problem);
-  return shape;
+  const ChildProcess::Outcome outcome = ChildProcess::Run([&] { return Encode(ReadChecked(path, ext)); }, ReadLimits(code ? 0 : size));
+  if (outcome.end == ChildProcess::End::Threw)
+    throw WorkpieceError(outcome.text);
+  if (outcome.end == ChildProcess::End::Failed)
+    Fail(path, "unreadable: the reader failed on it: " + outcome.text);
+  ReadResult result = Decode(outcome.text);
+  if (result.shape.IsNull())
+    Fail(path, "unreadable: the reader's result could not be passed back");
+  return result;
 }
 } // namespace
 
@@ -384,18 +369,16 @@ bool PartFile::IsSupported(const std::string& path)
 
 TopoDS_Shape PartFile::Read(const std::string& path)
 {
-  std::function<std::string(const TopoDS_Shape&)> name;
-  return ReadShape(path, name);
+  return ReadShape(path).shape;
 }
 
 std::vector<PartFile::Body> PartFile::ReadBodies(const std::string& path)
 {
-  std::function<std::string(const TopoDS_Shape&)> name;
-  const TopoDS_Shape shape = ReadShape(path, name);
+  const ReadResult result = ReadShape(path);
   std::vector<Body> bodies;
-  for (TopExp_Explorer it(shape, TopAbs_SOLID); it.More(); it.Next())
-    bodies.push_back({it.Current(), name ? name(it.Current()) : std::string()});
+  for (TopExp_Explorer it(result.shape, TopAbs_SOLID); it.More(); it.Next())
+    bodies.push_back({it.Current(), bodies.size() < result.names.size() ? result.names[bodies.size()] : std::string()});
   if (bodies.empty())
-    bodies.push_back({shape, std::string()});
+    bodies.push_back({result.shape, std::string()});
   return bodies;
 }

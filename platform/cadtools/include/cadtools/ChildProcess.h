@@ -1,0 +1,38 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <string>
+
+// Runs a kernel algorithm on untrusted input in a forked child process. A fault, an endless loop or
+// a leak inside the algorithm then ends with the child, and the caller's process stays as it was:
+// no signal handler or memory limit of the caller is touched, nothing the child allocated is lost.
+class ChildProcess
+{
+public:
+  // Bounds of one run.
+  struct Limits
+  {
+    std::chrono::milliseconds time;  // the child is killed when it has not finished by then
+    std::size_t extraAddressSpace{}; // address space the child may add to what it inherits; 0: no cap
+  };
+
+  // How a run ended.
+  enum class End
+  {
+    Returned, // text is what the work returned
+    Threw,    // text is the what() (or the kernel's message) of what the work threw
+    Failed    // text says how the child ended without a result: killed at the time limit, a signal
+  };
+
+  struct Outcome
+  {
+    End end = End::Failed;
+    std::string text;
+  };
+
+  // Returns how `work` ended in a child. The child converts the kernel's faults into exceptions, so
+  // that a fault in the kernel is reported by the kernel's own message where it can be.
+  static Outcome Run(const std::function<std::string()>& work, const Limits& limits);
+};
