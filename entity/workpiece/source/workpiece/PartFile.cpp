@@ -154,8 +154,8 @@ bool InstallLongLoopResource()
   return installed;
 }
 
-// Selects the long-loop healing for one transfer and restores the reader's setting afterwards. The
-// setting is process-wide: a STEP read on another thread meanwhile would heal the same way.
+// Selects the long-loop healing for one transfer and restores the reader's setting afterwards (the
+// setting is process-wide, and the child process that reads holds no other reader).
 class LongLoopHealing
 {
 public:
@@ -279,6 +279,8 @@ ReadResult ReadExchange(const std::string& path)
 // readers on a damaged file cannot outlive.
 ReadResult ReadChecked(const std::string& path, const std::string& ext)
 {
+  // The exchange readers print their statistics on standard output, mixing with the host's own.
+  Message::DefaultMessenger()->RemovePrinters(STANDARD_TYPE(Message_PrinterOStream));
   ReadResult result;
   std::string problem;
   try
@@ -339,8 +341,6 @@ ReadResult ReadShape(const std::string& path)
   if (!PartFile::IsSupported(path))
     Fail(path, "unsupported file type (use .step, .stp, .iges, .igs or .brep)");
 
-  // The exchange readers print their statistics on standard output, mixing with the host's own.
-  Message::DefaultMessenger()->RemovePrinters(STANDARD_TYPE(Message_PrinterOStream));
   const std::string ext = Extension(path);
   if (ext == "iges" || ext == "igs")
   {
