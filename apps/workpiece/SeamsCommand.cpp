@@ -71,50 +71,35 @@ std::string Hex(std::uint32_t index)
   return text;
 }
 
-// Returns the classifier named `name` ("probe", "planar", "orientation"), or nothing.
-std::optional<SeamExtractor::Classifier> ParseClassifier(const std::string& name)
-{
-  for (const auto c : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
-                       SeamExtractor::Classifier::Orientation})
-    if (SeamExtractor::ClassifierName(c) == name)
-      return c;
-  return std::nullopt;
-}
-
-// Returns the non-negative number in `text`, or nothing.
-std::optional<double> ParseLength(const std::string& text)
-{
-  try
-  {
-    std::size_t used = 0;
-    const double value = std::stod(text, &used);
-    if (used != text.size() || !(value >= 0.0))
-      return std::nullopt;
-    return value;
-  }
-  catch (const std::exception&)
-  {
-    return std::nullopt;
-  }
-}
-
 } // namespace
 
 void AddSeamOptions(CommandOptions& reader, SeamExtractor::Options& options)
 {
   reader.Value("--classifier", [&options](const std::string& name) {
-    const auto classifier = ParseClassifier(name);
-    if (!classifier)
-      return "unknown classifier '" + name + "' (use probe, planar or orientation)";
-    options.classifier = *classifier;
-    return std::string();
+    for (const auto c : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
+                         SeamExtractor::Classifier::Orientation})
+      if (SeamExtractor::ClassifierName(c) == name)
+      {
+        options.classifier = c;
+        return std::string();
+      }
+    return "unknown classifier '" + name + "' (use probe, planar or orientation)";
   });
   reader.Value("--min-length", [&options](const std::string& text) {
-    const auto length = ParseLength(text);
-    if (!length)
-      return "--min-length needs a non-negative number, not '" + text + "'";
-    options.minLength = *length;
-    return std::string();
+    const std::string wrong = "--min-length needs a non-negative number, not '" + text + "'";
+    try
+    {
+      std::size_t used = 0;
+      const double value = std::stod(text, &used);
+      if (used != text.size() || !(value >= 0.0))
+        return wrong;
+      options.minLength = value;
+      return std::string();
+    }
+    catch (const std::exception&)
+    {
+      return wrong;
+    }
   });
 }
 
