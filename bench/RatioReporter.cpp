@@ -1,6 +1,7 @@
 #include "RatioReporter.h"
 
 #include <cstdio>
+#include <utility>
 
 namespace
 {
@@ -59,4 +60,17 @@ void RatioReporter::Bound(const std::string& name, double goalNs) const
   const double scale = ms ? 1.0e-6 : 1.0;
   std::printf("%-36s = %.0f %s per iteration (goal < %.0f %s)%s\n", name.c_str(), n->second * scale, ms ? "ms" : "ns",
               goalNs * scale, ms ? "ms" : "ns", n->second < goalNs ? "" : "  MISSED");
+}
+
+int RatioReporter::RunAll(int argc, char** argv, const std::function<void(const RatioReporter&)>& goals,
+                          std::function<bool(const std::string&)> wallTimed)
+{
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    return 1;
+  RatioReporter reporter(std::move(wallTimed));
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  goals(reporter);
+  benchmark::Shutdown();
+  return 0;
 }

@@ -23,6 +23,11 @@ public:
   // Prints `name`'s time per iteration against a bound in nanoseconds.
   void Bound(const std::string& name, double goalNs) const;
 
+  // Runs the benchmarks the command line selects through a RatioReporter made with `wallTimed`, then
+  // prints `goals` from it; returns main's exit code (1 for arguments the benchmark library does not know).
+  static int RunAll(int argc, char** argv, const std::function<void(const RatioReporter&)>& goals,
+                    std::function<bool(const std::string&)> wallTimed = {});
+
 private:
   std::function<bool(const std::string&)> myWallTimed;
   std::map<std::string, double> myNs;

@@ -18,7 +18,6 @@
 #include <kdl/chain.hpp>
 #include <kdl/chainfksolverpos_recursive.hpp>
 #include <kdl/frames.hpp>
-#include <kdl/jntarray.hpp>
 
 #include <cstdio>
 #include <cstdlib>
@@ -99,14 +98,6 @@ KDL::Chain KdlChain(GenericEntityConfig& robot)
   return kdl;
 }
 
-KDL::JntArray ToJnt(const std::vector<double>& pose)
-{
-  KDL::JntArray q(static_cast<unsigned>(pose.size()));
-  for (size_t i = 0; i < pose.size(); ++i)
-    q(static_cast<unsigned>(i)) = pose[i];
-  return q;
-}
-
 // The robot's flange and KDL's chain end must agree before they are timed.
 void CrossCheck()
 {
@@ -117,7 +108,7 @@ void CrossCheck()
   {
     Check(robot->ForwardTrsf(pose, false, true), "ForwardTrsf refused an in-limit pose");
     KDL::Frame end;
-    Check(solver.JntToCart(ToJnt(pose), end) >= 0, "KDL refused the chain");
+    Check(solver.JntToCart(KdlFrames::ToJnt(pose), end) >= 0, "KDL refused the chain");
     Check(gpHandle::IsSameTrsf(robot->GetFlangeWCS(0), KdlFrames::FromKdl(end), AgreementTolerance),
           "ForwardTrsf and KDL disagree");
   }
@@ -235,18 +226,7 @@ BENCHMARK(BM_ForwardRobot);
 void BM_KdlJntToCart(benchmark::State& state)
 {
   auto robot = Load("robot.json");
-  const KDL::Chain kdl = KdlChain(*robot);
-  KDL::ChainFkSolverPos_recursive solver(kdl);
-  std::vector<KDL::JntArray> q;
-  for (const std::vector<double>& pose : Poses(*robot))
-    q.push_back(ToJnt(pose));
-  KDL::Frame end;
-  size_t n = 0;
-  for (auto _ : state)
-  {
-    benchmark::DoNotOptimize(solver.JntToCart(q[n++ % PoseCount], end));
-    benchmark::DoNotOptimize(end);
-  }
+  KdlFrames::TimeJntToCart(state, KdlChain(*robot), Poses(*robot));
 }
 BENCHMARK(BM_KdlJntToCart);
 } // namespace
@@ -254,21 +234,19 @@ BENCHMARK(BM_KdlJntToCart);
 int main(int argc, char** argv)
 {
   CrossCheck();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    return 1;
-  // Loading works on the thread pool: it and its floors are compared on the wall clock.
-  RatioReporter reporter([](const std::string& name) {
-    return name.find("Load") != std::string::npos || name.find("Parse") != std::string::npos ||
-           name.find("Collision") != std::string::npos;
-  });
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.Ratio("BM_LoadSampleRobot", "BM_ParseJsonAndReadBReps", 1.3);
-  reporter.Ratio("BM_LoadLinkTreeOnly", "BM_ParseJsonAndReadBReps", 1.3);
-  reporter.Ratio("BM_CreateCollisionMdl", "BM_ParseJsonAndReadBReps", 1.3);
-  reporter.Bound("BM_ForwardTrsfRobotWithTorch", 2000.0);
-  reporter.Ratio("BM_ForwardTrsfRobotWithTorch", "BM_KdlJntToCart", 0.8);
-  reporter.Ratio("BM_ForwardRobot", "BM_KdlJntToCart", 0.8);
-  benchmark::Shutdown();
-  return 0;
+  return RatioReporter::RunAll(
+    argc, argv,
+    [](const RatioReporter& reporter) {
+      reporter.Ratio("BM_LoadSampleRobot", "BM_ParseJsonAndReadBReps", 1.3);
+      reporter.Ratio("BM_LoadLinkTreeOnly", "BM_ParseJsonAndReadBReps", 1.3);
+      reporter.Ratio("BM_CreateCollisionMdl", "BM_ParseJsonAndReadBReps", 1.3);
+      reporter.Bound("BM_ForwardTrsfRobotWithTorch", 2000.0);
+      reporter.Ratio("BM_ForwardTrsfRobotWithTorch", "BM_KdlJntToCart", 0.8);
+      reporter.Ratio("BM_ForwardRobot", "BM_KdlJntToCart", 0.8);
+    },
+    // Loading works on the thread pool: it and its floors are compared on the wall clock.
+    [](const std::string& name) {
+      return name.find("Load") != std::string::npos || name.find("Parse") != std::string::npos ||
+             name.find("Collision") != std::string::npos;
+    });
 }

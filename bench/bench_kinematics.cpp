@@ -11,7 +11,6 @@
 #include <kdl/chain.hpp>
 #include <kdl/chainfksolverpos_recursive.hpp>
 #include <kdl/frames.hpp>
-#include <kdl/jntarray.hpp>
 
 #include <gp_Ax1.hxx>
 
@@ -92,11 +91,8 @@ void CrossCheck()
   for (const std::vector<double>& pose : Poses(chain))
   {
     Check(robot->Forward(pose), "Forward refused an in-limit pose");
-    KDL::JntArray q(static_cast<unsigned>(pose.size()));
-    for (size_t i = 0; i < pose.size(); ++i)
-      q(static_cast<unsigned>(i)) = pose[i];
     KDL::Frame end;
-    Check(solver.JntToCart(q, end) >= 0, "KDL refused the chain");
+    Check(solver.JntToCart(KdlFrames::ToJnt(pose), end) >= 0, "KDL refused the chain");
     gp_Trsf floor;
     for (size_t i = 0; i < axes.size(); ++i)
     {
@@ -140,20 +136,7 @@ BENCHMARK(BM_GenericEntityForwardTrsfNoView);
 
 void BM_KdlJntToCart(benchmark::State& state)
 {
-  const KDL::Chain kdl = KdlChain(Mechanisms::SixAxisRobot());
-  KDL::ChainFkSolverPos_recursive solver(kdl);
-  const auto poses = Poses(Mechanisms::SixAxisRobot());
-  std::vector<KDL::JntArray> q(PoseCount, KDL::JntArray(kdl.getNrOfJoints()));
-  for (size_t p = 0; p < PoseCount; ++p)
-    for (unsigned i = 0; i < kdl.getNrOfJoints(); ++i)
-      q[p](i) = poses[p][i];
-  KDL::Frame end;
-  size_t n = 0;
-  for (auto _ : state)
-  {
-    benchmark::DoNotOptimize(solver.JntToCart(q[n++ % PoseCount], end));
-    benchmark::DoNotOptimize(end);
-  }
+  KdlFrames::TimeJntToCart(state, KdlChain(Mechanisms::SixAxisRobot()), Poses(Mechanisms::SixAxisRobot()));
 }
 BENCHMARK(BM_KdlJntToCart);
 
@@ -183,14 +166,9 @@ BENCHMARK(BM_FloorSixRotations);
 int main(int argc, char** argv)
 {
   CrossCheck();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    return 1;
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.Ratio("BM_GenericEntityForward", "BM_KdlJntToCart", 0.75);
-  reporter.Ratio("BM_GenericEntityForward", "BM_FloorSixRotations", 1.1);
-  reporter.Bound("BM_GenericEntityForwardTrsfNoView", 2000.0);
-  benchmark::Shutdown();
-  return 0;
+  return RatioReporter::RunAll(argc, argv, [](const RatioReporter& reporter) {
+    reporter.Ratio("BM_GenericEntityForward", "BM_KdlJntToCart", 0.75);
+    reporter.Ratio("BM_GenericEntityForward", "BM_FloorSixRotations", 1.1);
+    reporter.Bound("BM_GenericEntityForwardTrsfNoView", 2000.0);
+  });
 }

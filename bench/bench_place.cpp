@@ -138,16 +138,11 @@ int main(int argc, char** argv)
 {
   Small();
   Large();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    return 1;
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.Ratio("BM_WeldmentPlacement", "BM_WeldmentOBB", 3.0);
-  reporter.Ratio("BM_LargePlacement", "BM_LargeOBB", 3.0);
-  // Ten times the faces (10,086 against 1,014), both walked to their last face: linear growth is a
-  // ratio near 10.
-  reporter.Ratio("BM_LargePlacement", "BM_SmallPlacement", 12.0);
-  benchmark::Shutdown();
-  return 0;
+  return RatioReporter::RunAll(argc, argv, [](const RatioReporter& reporter) {
+    reporter.Ratio("BM_WeldmentPlacement", "BM_WeldmentOBB", 3.0);
+    reporter.Ratio("BM_LargePlacement", "BM_LargeOBB", 3.0);
+    // Ten times the faces (10,086 against 1,014), both walked to their last face: linear growth is a
+    // ratio near 10.
+    reporter.Ratio("BM_LargePlacement", "BM_SmallPlacement", 12.0);
+  });
 }

@@ -144,15 +144,13 @@ BENCHMARK(BM_CombPartFile)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterat
 int main(int argc, char** argv)
 {
   StepFile();
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    return 1;
-  // Every run is timed by the wall clock: seams and meshes work on the thread pool.
-  RatioReporter reporter([](const std::string&) { return true; });
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.Ratio("BM_WorkpieceFromStep", "BM_ReadStepAlone", 1.3);
-  reporter.Ratio("BM_SeamsOfPlacedWorkpiece", "BM_SeamsOfBarePart", 1.1);
-  reporter.Bound("BM_CombPartFile", 10.0e9);
-  benchmark::Shutdown();
-  return 0;
+  return RatioReporter::RunAll(
+    argc, argv,
+    [](const RatioReporter& reporter) {
+      reporter.Ratio("BM_WorkpieceFromStep", "BM_ReadStepAlone", 1.3);
+      reporter.Ratio("BM_SeamsOfPlacedWorkpiece", "BM_SeamsOfBarePart", 1.1);
+      reporter.Bound("BM_CombPartFile", 10.0e9);
+    },
+    // Every run is timed by the wall clock: seams and meshes work on the thread pool.
+    [](const std::string&) { return true; });
 }

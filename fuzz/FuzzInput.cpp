@@ -64,3 +64,12 @@ std::pair<std::string, std::string> FuzzInput::SplitAtNul(const std::uint8_t* da
     return {text, std::string()};
   return {text.substr(0, nul), text.substr(nul + 1)};
 }
+
+Json::Value FuzzInput::ReadObjectWithTree(const std::uint8_t* data, std::size_t size)
+{
+  const auto [object, tree] = SplitAtNul(data, size);
+  Json::Value json = ReadJson(reinterpret_cast<const std::uint8_t*>(object.data()), object.size());
+  if (json.isObject() && json["ShapeEntityPath"].isString())
+    json["ShapeEntityPath"] = WriteFile("tree.json", reinterpret_cast<const std::uint8_t*>(tree.data()), tree.size());
+  return json;
+}

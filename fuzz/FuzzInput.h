@@ -25,4 +25,8 @@ public:
 
   // Splits the input at its first NUL byte: a JSON text, then the file it names (empty without a NUL).
   static std::pair<std::string, std::string> SplitAtNul(const std::uint8_t* data, std::size_t size);
+
+  // Returns the document of the JSON text before the first NUL byte, its "ShapeEntityPath" (when a
+  // string) pointed at a file of the bytes after it: an object that names its display tree.
+  static Json::Value ReadObjectWithTree(const std::uint8_t* data, std::size_t size);
 };

@@ -17,11 +17,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-  const auto [object, tree] = FuzzInput::SplitAtNul(data, size);
-  Json::Value json = FuzzInput::ReadJson(reinterpret_cast<const std::uint8_t*>(object.data()), object.size());
-  if (json.isObject() && json["ShapeEntityPath"].isString())
-    json["ShapeEntityPath"] = FuzzInput::WriteFile(
-      "tree.json", reinterpret_cast<const std::uint8_t*>(tree.data()), tree.size());
+  const Json::Value json = FuzzInput::ReadObjectWithTree(data, size);
   Json::Value saved;
   try
   {

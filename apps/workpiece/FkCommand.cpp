@@ -1,4 +1,6 @@
 #include "FkCommand.h"
+
+#include "CommandOptions.h"
 #include "MechanismFile.h"
 
 #include <entity/GenericEntityConfig.h>
@@ -99,11 +101,8 @@ Json::Value Rounded(const Json::Value& six)
 
 int RunFkCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
 {
-  if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h"))
-  {
-    out << Usage;
+  if (CommandOptions::Help(args, Usage, out))
     return 0;
-  }
   Options options;
   if (const int code = Parse(args, options, err); code != 0)
     return code;

@@ -1,5 +1,6 @@
 #include "GenerateExamplesCommand.h"
 
+#include "CommandOptions.h"
 #include "DemoParts.h"
 #include "PartReader.h"
 #include "SampleCell.h"
@@ -34,11 +35,8 @@ bool WriteStep(const TopoDS_Shape& shape, const std::string& path)
 
 int RunGenerateExamplesCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
 {
-  if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h"))
-  {
-    out << Usage;
+  if (CommandOptions::Help(args, Usage, out))
     return 0;
-  }
   if (args.size() != 1)
   {
     err << Usage;

@@ -1,7 +1,8 @@
 #include "PackCommand.h"
+
+#include "CommandOptions.h"
 #include "MechanismFile.h"
 #include "OutputFile.h"
-
 #include "ProgressBar.h"
 
 #include <entity/EntityPackage.h>
@@ -63,11 +64,8 @@ Handle(ProgressBar) Bar(std::ostream& err)
 
 int RunPackCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
 {
-  if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h"))
-  {
-    out << PackUsage;
+  if (CommandOptions::Help(args, PackUsage, out))
     return 0;
-  }
   std::vector<std::string> files;
   bool force = false;
   if (!Split(args, files, force) || files.size() != 2)
@@ -126,11 +124,8 @@ int RunPackCommand(const std::vector<std::string>& args, std::ostream& out, std:
 
 int RunUnpackCommand(const std::vector<std::string>& args, std::ostream& out, std::ostream& err)
 {
-  if (args.size() == 1 && (args[0] == "--help" || args[0] == "-h"))
-  {
-    out << UnpackUsage;
+  if (CommandOptions::Help(args, UnpackUsage, out))
     return 0;
-  }
   std::vector<std::string> files;
   bool force = false;
   if (!Split(args, files, force) || force || files.empty() || files.size() > 2)

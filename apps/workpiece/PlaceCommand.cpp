@@ -1,7 +1,7 @@
 #include "PlaceCommand.h"
 
+#include "CommandOptions.h"
 #include "OutputFile.h"
-#include "PartArgument.h"
 #include "PartReader.h"
 
 #include <entity/IntEdgeFaceSeg.h>
@@ -207,51 +207,29 @@ int RunPlaceCommand(const std::vector<std::string>& args, std::ostream& out, std
   std::string part, jsonPath, stepPath;
   gp_Trsf target;
   gp_Dir dir = gp::DX();
-  for (std::size_t i = 0; i < args.size(); ++i)
-  {
-    const std::string& arg = args[i];
-    const bool hasValue = i + 1 < args.size();
-    if (arg == "--help" || arg == "-h")
-    {
-      out << Usage;
-      return 0;
-    }
-    if (arg == "--json" && hasValue)
-      jsonPath = args[++i];
-    else if (arg == "--out" && hasValue)
-      stepPath = args[++i];
-    else if (arg == "--target" && hasValue)
-    {
-      const auto six = ParseNumbers(args[++i], 6);
-      if (!six)
-      {
-        err << "workpiece place: --target needs six numbers X,Y,Z,RX,RY,RZ, not '" << args[i] << "'\n";
-        return 2;
-      }
-      Json::Value list(Json::arrayValue);
-      for (const double v : *six)
-        list.append(v);
-      target = DataHandle::JsonSixToTrsf(list);
-    }
-    else if (arg == "--dir" && hasValue)
-    {
-      const auto three = ParseNumbers(args[++i], 3);
-      const gp_Vec v = three ? gp_Vec((*three)[0], (*three)[1], (*three)[2]) : gp_Vec();
-      if (!three || v.Magnitude() < gp::Resolution())
-      {
-        err << "workpiece place: --dir needs three numbers DX,DY,DZ, not all zero, not '" << args[i] << "'\n";
-        return 2;
-      }
-      dir = gp_Dir(v);
-    }
-    else if (!PartArgument::Take("place", arg, part, Usage, err))
-      return 2;
-  }
-  if (part.empty())
-  {
-    err << "workpiece place: no part given\n" << Usage;
-    return 2;
-  }
+  CommandOptions reader("place", Usage);
+  reader.Text("--json", jsonPath);
+  reader.Text("--out", stepPath);
+  reader.Value("--target", [&target](const std::string& text) {
+    const auto six = ParseNumbers(text, 6);
+    if (!six)
+      return "--target needs six numbers X,Y,Z,RX,RY,RZ, not '" + text + "'";
+    Json::Value list(Json::arrayValue);
+    for (const double v : *six)
+      list.append(v);
+    target = DataHandle::JsonSixToTrsf(list);
+    return std::string();
+  });
+  reader.Value("--dir", [&dir](const std::string& text) {
+    const auto three = ParseNumbers(text, 3);
+    const gp_Vec v = three ? gp_Vec((*three)[0], (*three)[1], (*three)[2]) : gp_Vec();
+    if (!three || v.Magnitude() < gp::Resolution())
+      return "--dir needs three numbers DX,DY,DZ, not all zero, not '" + text + "'";
+    dir = gp_Dir(v);
+    return std::string();
+  });
+  if (const std::optional<int> code = reader.Parse(args, part, out, err))
+    return *code;
 
   const TopoDS_Shape shape = PartReader::ReadFor("place", part, err);
   if (shape.IsNull())

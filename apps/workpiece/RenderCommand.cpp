@@ -2,7 +2,6 @@
 
 #include "MechanismFile.h"
 #include "OutputFile.h"
-#include "PartArgument.h"
 #include "PartReader.h"
 #include "SeamsCommand.h"
 
@@ -99,69 +98,30 @@ bool IsJson(const std::string& path)
 // Returns the exit code of parsing when the arguments are wrong or help was asked, else nothing.
 std::optional<int> Parse(const std::vector<std::string>& args, Request& request, std::ostream& out, std::ostream& err)
 {
-  for (std::size_t i = 0; i < args.size(); ++i)
+  CommandOptions reader("render", Usage);
+  reader.Flag("--seams", request.seams);
+  reader.Text("--out", request.picture);
+  reader.Text("--camera", request.camera);
+  reader.Text("--joints", request.joints);
+  AddSeamOptions(reader, request.options);
+  reader.Value("--size", [&request](const std::string& text) {
+    if (!ParseSize(text, request.look))
+      return "--size needs WxH with whole numbers from 1 to " + std::to_string(SceneRenderer::MaxSide) + ", not '" +
+             text + "'";
+    return std::string();
+  });
+  reader.Value("--view", [&request](const std::string& name) {
+    const auto direction = ParseDirection(name);
+    if (!direction)
+      return "unknown view '" + name + "' (use iso, top, front or right)";
+    request.look.direction = *direction;
+    return std::string();
+  });
+  if (const std::optional<int> code = reader.Parse(args, request.input, out, err))
+    return code;
+  if (request.picture.empty())
   {
-    const std::string& arg = args[i];
-    const bool hasValue = i + 1 < args.size();
-    if (arg == "--help" || arg == "-h")
-    {
-      out << Usage;
-      return 0;
-    }
-    if (arg == "--seams")
-      request.seams = true;
-    else if (arg == "--out" && hasValue)
-      request.picture = args[++i];
-    else if (arg == "--camera" && hasValue)
-      request.camera = args[++i];
-    else if (arg == "--joints" && hasValue)
-      request.joints = args[++i];
-    else if (arg == "--classifier" && hasValue)
-    {
-      const auto classifier = ParseClassifier(args[++i]);
-      if (!classifier)
-      {
-        err << "workpiece render: unknown classifier '" << args[i] << "' (use probe, planar or orientation)\n";
-        return 2;
-      }
-      request.options.classifier = *classifier;
-    }
-    else if (arg == "--min-length" && hasValue)
-    {
-      const auto length = ParseLength(args[++i]);
-      if (!length)
-      {
-        err << "workpiece render: --min-length needs a non-negative number, not '" << args[i] << "'\n";
-        return 2;
-      }
-      request.options.minLength = *length;
-    }
-    else if (arg == "--size" && hasValue)
-    {
-      if (!ParseSize(args[++i], request.look))
-      {
-        err << "workpiece render: --size needs WxH with whole numbers from 1 to " << SceneRenderer::MaxSide
-            << ", not '" << args[i] << "'\n";
-        return 2;
-      }
-    }
-    else if (arg == "--view" && hasValue)
-    {
-      const auto direction = ParseDirection(args[++i]);
-      if (!direction)
-      {
-        err << "workpiece render: unknown view '" << args[i] << "' (use iso, top, front or right)\n";
-        return 2;
-      }
-      request.look.direction = *direction;
-    }
-    else if (!PartArgument::Take("render", arg, request.input, Usage, err))
-      return 2;
-  }
-  if (request.input.empty() || request.picture.empty())
-  {
-    err << "workpiece render: " << (request.input.empty() ? "no part given" : "no picture given (--out FILE)") << "\n"
-        << Usage;
+    err << "workpiece render: no picture given (--out FILE)\n" << Usage;
     return 2;
   }
   return std::nullopt;

@@ -1,7 +1,6 @@
 #include "SeamsCommand.h"
 
 #include "OutputFile.h"
-#include "PartArgument.h"
 #include "PartReader.h"
 #include "ProgressBar.h"
 
@@ -74,29 +73,34 @@ std::string Hex(std::uint32_t index)
 
 } // namespace
 
-std::optional<SeamExtractor::Classifier> ParseClassifier(const std::string& name)
+void AddSeamOptions(CommandOptions& reader, SeamExtractor::Options& options)
 {
-  for (const auto c : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
-                       SeamExtractor::Classifier::Orientation})
-    if (SeamExtractor::ClassifierName(c) == name)
-      return c;
-  return std::nullopt;
-}
-
-std::optional<double> ParseLength(const std::string& text)
-{
-  try
-  {
-    std::size_t used = 0;
-    const double value = std::stod(text, &used);
-    if (used != text.size() || !(value >= 0.0))
-      return std::nullopt;
-    return value;
-  }
-  catch (const std::exception&)
-  {
-    return std::nullopt;
-  }
+  reader.Value("--classifier", [&options](const std::string& name) {
+    for (const auto c : {SeamExtractor::Classifier::Probe, SeamExtractor::Classifier::Planar,
+                         SeamExtractor::Classifier::Orientation})
+      if (SeamExtractor::ClassifierName(c) == name)
+      {
+        options.classifier = c;
+        return std::string();
+      }
+    return "unknown classifier '" + name + "' (use probe, planar or orientation)";
+  });
+  reader.Value("--min-length", [&options](const std::string& text) {
+    const std::string wrong = "--min-length needs a non-negative number, not '" + text + "'";
+    try
+    {
+      std::size_t used = 0;
+      const double value = std::stod(text, &used);
+      if (used != text.size() || !(value >= 0.0))
+        return wrong;
+      options.minLength = value;
+      return std::string();
+    }
+    catch (const std::exception&)
+    {
+      return wrong;
+    }
+  });
 }
 
 void PrintSeams(const SeamExtractor::Result& result, std::ostream& out)
@@ -141,45 +145,11 @@ int RunSeamsCommand(const std::vector<std::string>& args, std::ostream& out, std
 {
   std::string part, jsonPath;
   SeamExtractor::Options options;
-  for (std::size_t i = 0; i < args.size(); ++i)
-  {
-    const std::string& arg = args[i];
-    const bool hasValue = i + 1 < args.size();
-    if (arg == "--help" || arg == "-h")
-    {
-      out << Usage;
-      return 0;
-    }
-    if (arg == "--json" && hasValue)
-      jsonPath = args[++i];
-    else if (arg == "--classifier" && hasValue)
-    {
-      const auto classifier = ParseClassifier(args[++i]);
-      if (!classifier)
-      {
-        err << "workpiece seams: unknown classifier '" << args[i] << "' (use probe, planar or orientation)\n";
-        return 2;
-      }
-      options.classifier = *classifier;
-    }
-    else if (arg == "--min-length" && hasValue)
-    {
-      const auto length = ParseLength(args[++i]);
-      if (!length)
-      {
-        err << "workpiece seams: --min-length needs a non-negative number, not '" << args[i] << "'\n";
-        return 2;
-      }
-      options.minLength = *length;
-    }
-    else if (!PartArgument::Take("seams", arg, part, Usage, err))
-      return 2;
-  }
-  if (part.empty())
-  {
-    err << "workpiece seams: no part given\n" << Usage;
-    return 2;
-  }
+  CommandOptions reader("seams", Usage);
+  reader.Text("--json", jsonPath);
+  AddSeamOptions(reader, options);
+  if (const std::optional<int> code = reader.Parse(args, part, out, err))
+    return *code;
 
   // Refused before the work, which a large part makes long.
   if (const std::string refusal = jsonPath.empty() ? std::string() : OutputFile::Refusal(jsonPath, {part});

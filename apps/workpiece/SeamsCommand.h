@@ -1,8 +1,9 @@
 #pragma once
 
+#include "CommandOptions.h"
+
 #include <entity/SeamExtractor.h>
 
-#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -13,8 +14,5 @@ int RunSeamsCommand(const std::vector<std::string>& args, std::ostream& out, std
 // Prints the seam table (index, kind, length, faces) and the summary of one extraction.
 void PrintSeams(const SeamExtractor::Result& result, std::ostream& out);
 
-// Returns the classifier named `name` ("probe", "planar", "orientation"), or nothing.
-std::optional<SeamExtractor::Classifier> ParseClassifier(const std::string& name);
-
-// Returns the non-negative number in `text`, or nothing.
-std::optional<double> ParseLength(const std::string& text);
+// Adds --classifier and --min-length, read into `options`.
+void AddSeamOptions(CommandOptions& reader, SeamExtractor::Options& options);
