@@ -34,7 +34,7 @@ for name in "${targets[@]}"; do
   artefacts=$work/$name/artefacts/
   mkdir -p "$corpus" "$artefacts"
   cp "$source_dir/fuzz/corpus/$name"/* "$corpus"/
-  options=(-rss_limit_mb=2048 -timeout=10 -artifact_prefix="$artefacts" -print_final_stats=1)
+  options=(-rss_limit_mb=2048 -timeout=25 -artifact_prefix="$artefacts" -print_final_stats=1)
   [ -f "$source_dir/fuzz/dict/$name.dict" ] && options+=(-dict="$source_dir/fuzz/dict/$name.dict")
   log=$work/$name/log
   # First every committed input once, then (unless SECONDS is 0) new ones for SECONDS.

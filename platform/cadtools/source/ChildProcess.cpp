@@ -8,25 +8,33 @@
 #include <Standard_Failure.hxx>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <fstream>
+#include <map>
 #include <mutex>
 #include <new>
 #include <sstream>
+#include <vector>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace
 {
-// First byte of what a child writes back: how the work ended.
+using Clock = std::chrono::steady_clock;
+
+// First byte of a reply: how the work ended.
 constexpr char ReturnedMark = 'R';
 constexpr char ThrewMark = 'T';
+
+// The descriptor a child talks to its parent through; every other one above stderr is closed in it.
+constexpr int ChildSocket = 3;
 
 // Returns the address space the process holds now, 0 when it cannot tell.
 rlim_t AddressSpaceInUse()
@@ -52,13 +60,16 @@ void CapAddressSpace(std::size_t extra)
   }
 }
 
-// Writes all of `data` to `fd`; returns whether it could.
-bool WriteAll(int fd, const std::string& data)
+// Sends `data` as one frame (its size, then its bytes); returns whether the peer took it all.
+bool SendFrame(int fd, const std::string& data)
 {
+  const std::uint64_t size = data.size();
+  std::string frame(reinterpret_cast<const char*>(&size), sizeof size);
+  frame += data;
   std::size_t done = 0;
-  while (done < data.size())
+  while (done < frame.size())
   {
-    const ssize_t n = ::write(fd, data.data() + done, data.size() - done);
+    const ssize_t n = ::send(fd, frame.data() + done, frame.size() - done, MSG_NOSIGNAL);
     if (n < 0 && errno == EINTR)
       continue;
     if (n <= 0)
@@ -66,6 +77,48 @@ bool WriteAll(int fd, const std::string& data)
     done += std::size_t(n);
   }
   return true;
+}
+
+// How receiving a frame ended.
+enum class Received
+{
+  Frame,
+  Late,
+  Closed
+};
+
+// Reads `size` bytes into `out` unless the peer closes first or `deadline` passes.
+Received ReceiveBytes(int fd, char* out, std::size_t size, Clock::time_point deadline)
+{
+  std::size_t done = 0;
+  while (done < size)
+  {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+    if (left.count() <= 0)
+      return Received::Late;
+    pollfd ready{fd, POLLIN, 0};
+    const int polled = ::poll(&ready, 1, static_cast<int>(std::min<long long>(left.count(), 1000)));
+    if (polled == 0 || (polled < 0 && errno == EINTR))
+      continue;
+    const ssize_t n = polled < 0 ? -1 : ::read(fd, out + done, size - done);
+    if (n < 0 && errno == EINTR)
+      continue;
+    if (n <= 0)
+      return Received::Closed;
+    done += std::size_t(n);
+  }
+  return Received::Frame;
+}
+
+// Reads one frame into `data`.
+Received ReceiveFrame(int fd, std::string& data, Clock::time_point deadline)
+{
+  std::uint64_t size = 0;
+  if (const Received header = ReceiveBytes(fd, reinterpret_cast<char*>(&size), sizeof size, deadline);
+      header != Received::Frame)
+    return header;
+  data.assign(size, '\0');
+  return ReceiveBytes(fd, data.data(), data.size(), deadline);
 }
 
 // Returns `work`'s result or what it threw, marked; faults in the kernel arrive as Standard_Failure.
@@ -94,104 +147,167 @@ std::string Perform(const std::function<std::string()>& work)
   }
 }
 
-// The child's whole life: it never returns into the caller's code, and it ends without running the
-// parent's exit handlers (a leak check among them) or flushing the parent's buffered output.
-[[noreturn]] void RunChild(int out, const std::function<std::string()>& work, std::size_t extraAddressSpace)
+// A child: its process and the socket to it.
+struct Child
 {
-  ::signal(SIGPIPE, SIG_IGN);
-  OSD::SetSignal(OSD_SignalMode_Set, false);
-  CapAddressSpace(extraAddressSpace);
-  const bool written = WriteAll(out, Perform(work));
-  ::_exit(written ? 0 : 1);
-}
+  pid_t pid = -1;
+  int socket = -1;
+};
 
-// Returns everything the child writes to `in` before it closes its end, or stops at `deadline`;
-// `late` tells which.
-std::string ReadUntil(int in, std::chrono::steady_clock::time_point deadline, bool& late)
+// Forks a child that runs `life` on ChildSocket and ends. Every other descriptor is closed in the
+// child, so that it holds no end of another child's socket (whose parent would wait on it), and the
+// child ends without running the parent's exit handlers (a leak check among them) or flushing its
+// buffered output. Returns a child with pid -1 when no process could be made.
+template <typename Life>
+Child Fork(std::size_t extraAddressSpace, Life life)
 {
-  std::string data;
-  char buffer[1 << 16];
-  late = false;
-  for (;;)
+  int pair[2] = {-1, -1};
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0)
+    return {};
+  const pid_t pid = ::fork();
+  if (pid == 0)
   {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0)
-    {
-      late = true;
-      return data;
-    }
-    pollfd ready{in, POLLIN, 0};
-    const int polled = ::poll(&ready, 1, static_cast<int>(std::min<long long>(left.count(), 1000)));
-    if (polled == 0 || (polled < 0 && errno == EINTR))
-      continue;
-    const ssize_t n = polled < 0 ? -1 : ::read(in, buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR)
-      continue;
-    if (n <= 0)
-      return data;
-    data.append(buffer, std::size_t(n));
+    if (::dup2(pair[1], ChildSocket) < 0)
+      ::_exit(1);
+    ::close_range(ChildSocket + 1, ~0U, 0);
+    ::signal(SIGPIPE, SIG_IGN);
+    OSD::SetSignal(OSD_SignalMode_Set, false);
+    CapAddressSpace(extraAddressSpace);
+    life();
+    ::_exit(0);
   }
+  ::close(pair[1]);
+  if (pid < 0)
+  {
+    ::close(pair[0]);
+    return {};
+  }
+  return {pid, pair[0]};
 }
 
-// Returns the child's exit status once it has ended.
-int Reap(pid_t child)
+// Returns how a child that closed its socket without a reply ended, once it has.
+std::string EndOf(const Child& child)
 {
   int status = 0;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR)
+  while (::waitpid(child.pid, &status, 0) < 0 && errno == EINTR)
   {
   }
-  return status;
+  if (WIFSIGNALED(status))
+    return "it ended on signal " + std::to_string(WTERMSIG(status)) + " (" + ::strsignal(WTERMSIG(status)) + ")";
+  return "it ended without a result (exit code " + std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) + ")";
 }
 
-// Forks are taken one at a time: a child forked by another thread while a pipe's write end is still
-// open here would hold that end, and its reader would wait for that child's end as well.
-std::mutex& ForkMutex()
+// Ends the child and returns `outcome`.
+ChildProcess::Outcome Discard(const Child& child, ChildProcess::Outcome outcome)
 {
-  static std::mutex mutex;
-  return mutex;
+  ::kill(child.pid, SIGKILL);
+  ::close(child.socket);
+  EndOf(child);
+  return outcome;
+}
+
+// Returns the outcome of the reply the child sends by `deadline`; `reusable` tells whether the child
+// still serves. The child is reaped unless it is.
+ChildProcess::Outcome Await(const Child& child, Clock::time_point deadline, std::chrono::milliseconds limit, bool& reusable)
+{
+  reusable = false;
+  std::string reply;
+  const Received received = ReceiveFrame(child.socket, reply, deadline);
+  if (received == Received::Late)
+  {
+    std::ostringstream text;
+    text << "it ran past its limit of " << limit.count() / 1000.0 << " s";
+    return Discard(child, {ChildProcess::End::Failed, text.str()});
+  }
+  if (received == Received::Closed || reply.empty() || (reply[0] != ReturnedMark && reply[0] != ThrewMark))
+  {
+    ::close(child.socket);
+    return {ChildProcess::End::Failed, EndOf(child)};
+  }
+  const ChildProcess::End end = reply[0] == ReturnedMark ? ChildProcess::End::Returned : ChildProcess::End::Threw;
+  reply.erase(0, 1);
+  reusable = end == ChildProcess::End::Returned;
+  if (!reusable)
+    Discard(child, {});
+  return {end, std::move(reply)};
+}
+
+// Serves requests on ChildSocket until the parent closes it or a request throws: a fault jumps over
+// the frames of the work it stops, which may leave the child's state damaged.
+void ServeRequests(ChildProcess::Handler handler)
+{
+  for (;;)
+  {
+    std::string request;
+    if (ReceiveFrame(ChildSocket, request, Clock::time_point::max()) != Received::Frame)
+      return;
+    const std::string reply = Perform([&] { return handler(request); });
+    if (!SendFrame(ChildSocket, reply) || reply[0] != ReturnedMark)
+      return;
+  }
+}
+
+// The idle long-lived children of each handler. They end when the process does: their sockets close.
+struct IdleChildren
+{
+  std::mutex mutex;
+  std::map<ChildProcess::Handler, std::vector<Child>> children;
+};
+
+IdleChildren& Idle()
+{
+  static IdleChildren idle;
+  return idle;
 }
 } // namespace
 
 ChildProcess::Outcome ChildProcess::Run(const std::function<std::string()>& work, const Limits& limits)
 {
-  const auto deadline = std::chrono::steady_clock::now() + limits.time;
-  int pipe[2] = {-1, -1};
-  pid_t child = -1;
+  const auto deadline = Clock::now() + limits.time;
+  const Child child = Fork(limits.extraAddressSpace, [&work] { SendFrame(ChildSocket, Perform(work)); });
+  if (child.pid < 0)
+    return {End::Failed, std::string("no child process: ") + std::strerror(errno)};
+  bool reusable = false;
+  const Outcome outcome = Await(child, deadline, limits.time, reusable);
+  if (reusable)
+    Discard(child, {});
+  return outcome;
+}
+
+ChildProcess::Outcome ChildProcess::Serve(Handler handler, const std::string& request, const Limits& limits)
+{
+  const auto deadline = Clock::now() + limits.time;
+  IdleChildren& idle = Idle();
+  // An idle child may have been ended meanwhile (by the system, for memory); a fresh one then serves.
+  for (int attempt = 0; attempt < 2; ++attempt)
   {
-    const std::lock_guard<std::mutex> lock(ForkMutex());
-    if (::pipe2(pipe, O_CLOEXEC) != 0)
-      return {End::Failed, std::string("no pipe to a child process: ") + std::strerror(errno)};
-    child = ::fork();
-    if (child == 0)
+    Child child;
     {
-      ::close(pipe[0]);
-      RunChild(pipe[1], work, limits.extraAddressSpace);
+      const std::lock_guard<std::mutex> lock(idle.mutex);
+      std::vector<Child>& children = idle.children[handler];
+      if (attempt == 0 && !children.empty())
+      {
+        child = children.back();
+        children.pop_back();
+      }
     }
-    ::close(pipe[1]);
+    if (child.pid < 0)
+      child = Fork(limits.extraAddressSpace, [handler] { ServeRequests(handler); });
+    if (child.pid < 0)
+      return {End::Failed, std::string("no child process: ") + std::strerror(errno)};
+    if (!SendFrame(child.socket, request))
+    {
+      Discard(child, {});
+      continue;
+    }
+    bool reusable = false;
+    Outcome outcome = Await(child, deadline, limits.time, reusable);
+    if (reusable)
+    {
+      const std::lock_guard<std::mutex> lock(idle.mutex);
+      idle.children[handler].push_back(child);
+    }
+    return outcome;
   }
-  if (child < 0)
-  {
-    const int error = errno;
-    ::close(pipe[0]);
-    return {End::Failed, std::string("no child process: ") + std::strerror(error)};
-  }
-  bool late = false;
-  std::string data = ReadUntil(pipe[0], deadline, late);
-  if (late)
-    ::kill(child, SIGKILL);
-  ::close(pipe[0]);
-  const int status = Reap(child);
-  if (late)
-  {
-    std::ostringstream text;
-    text << "it ran past its limit of " << limits.time.count() / 1000.0 << " s";
-    return {End::Failed, text.str()};
-  }
-  if (WIFSIGNALED(status))
-    return {End::Failed, "it ended on signal " + std::to_string(WTERMSIG(status)) + " (" + ::strsignal(WTERMSIG(status)) + ")"};
-  if (data.empty() || (data[0] != ReturnedMark && data[0] != ThrewMark) || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
-    return {End::Failed, "it ended without a result (exit code " + std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) + ")"};
-  const End end = data[0] == ReturnedMark ? End::Returned : End::Threw;
-  data.erase(0, 1);
-  return {end, std::move(data)};
+  return {End::Failed, "no child process took the request"};
 }

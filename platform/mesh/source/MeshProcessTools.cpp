@@ -3,6 +3,7 @@
 #include <cadtools/ChildProcess.h>
 
 #include <BRepMesh_IncrementalMesh.hxx>
+#include <BinTools.hxx>
 #include <BRep_Tool.hxx>
 #include <Poly_MergeNodesTool.hxx>
 #include <Precision.hxx>
@@ -17,6 +18,7 @@
 #include <cstring>
 #include <map>
 #include <numeric>
+#include <sstream>
 #include <tuple>
 
 namespace
@@ -125,7 +127,7 @@ constexpr std::size_t MeshBudget = std::size_t(4) << 30;
 
 // Time meshing may take: MinMeshSeconds, and more for shapes of many faces. Meshing the largest
 // corpus part (1,700 faces) takes well under a second.
-constexpr double MinMeshSeconds = 3.0;
+constexpr double MinMeshSeconds = 2.0;
 constexpr double MeshSecondsPerFace = 0.005;
 
 // Returns the vertices and triangles as bytes: each count, then the numbers as the machine holds them.
@@ -175,6 +177,17 @@ std::shared_ptr<MeshData> Decode(const std::string& bytes)
     return std::make_shared<MeshData>();
   return mesh;
 }
+// Returns the reply to a mesh request (the deflection, then the shape in the kernel's binary form):
+// the mesh as Encode writes it. Runs in a child process.
+std::string MeshRequest(const std::string& request)
+{
+  double deflection = 0.0;
+  std::istringstream in(request, std::ios::binary);
+  in.read(reinterpret_cast<char*>(&deflection), sizeof deflection);
+  TopoDS_Shape shape;
+  BinTools::Read(shape, in);
+  return Encode(*Triangulate(shape, deflection));
+}
 } // namespace
 
 std::shared_ptr<MeshData> MeshProcessTools::CreateWatertightMesh(const TopoDS_Shape& shape, double deflection)
@@ -192,11 +205,13 @@ std::shared_ptr<MeshData> MeshProcessTools::CreateWatertightMesh(const TopoDS_Sh
   if (shape.IsNull() || deflection <= Precision::Confusion() || left.count() <= 0)
     return std::make_shared<MeshData>();
   // The mesher runs on a damaged face for seconds or faults in the kernel (a pcurve shifted off its
-  // edge, a skewed plane), and no check made before the call rules either out; its child is stopped
-  // in time, and its faults and what they leak end with it. The child's copy of the shape is the one
-  // meshed, so the caller's shape (possibly shown or meshed on another thread) is untouched.
-  const ChildProcess::Outcome outcome =
-    ChildProcess::Run([&] { return Encode(*Triangulate(shape, deflection)); }, {left, MeshBudget});
+  // edge, a skewed plane), and no check made before the call rules either out; in a child it is
+  // stopped in time, and its faults and what they leak end with it. The child meshes its own copy of
+  // the shape, so the caller's shape (possibly shown or meshed on another thread) is untouched.
+  std::ostringstream request(std::ios::binary);
+  request.write(reinterpret_cast<const char*>(&deflection), sizeof deflection);
+  BinTools::Write(shape, request, false, false, BinTools_FormatVersion_CURRENT);
+  const ChildProcess::Outcome outcome = ChildProcess::Serve(&MeshRequest, request.str(), {left, MeshBudget});
   if (outcome.end != ChildProcess::End::Returned)
     return std::make_shared<MeshData>();
   return Decode(outcome.text);

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <signal.h>
+#include <unistd.h>
 #include <sys/resource.h>
 
 using namespace std::chrono_literals;
@@ -19,6 +20,18 @@ using namespace std::chrono_literals;
 namespace
 {
 const ChildProcess::Limits Generous{10s, 0};
+
+// Returns the serving child's process id, after doing what the request asks.
+std::string ServeRequest(const std::string& request)
+{
+  if (request == "throw")
+    throw WorkpieceError("asked to throw");
+  if (request == "fault")
+    return std::to_string(BRep_Tool::Surface(TopoDS_Face()).IsNull());
+  if (request == "sleep")
+    std::this_thread::sleep_for(60s);
+  return std::to_string(::getpid());
+}
 } // namespace
 
 TEST(ChildProcess, PassesBackResultsThrownTextsAndKernelFaults)
@@ -99,4 +112,30 @@ TEST(ChildProcess, RunsFromManyThreadsAtOnce)
     threads[i].join();
   for (std::size_t i = 0; i < outcomes.size(); ++i)
     EXPECT_EQ(outcomes[i].text, std::to_string(i));
+}
+
+TEST(ChildProcess, ServesFromOneChildUntilItThrowsFaultsOrRunsLate)
+{
+  const auto serve = [](const std::string& request, std::chrono::milliseconds limit = 10s) {
+    return ChildProcess::Serve(&ServeRequest, request, {limit, 0});
+  };
+  const ChildProcess::Outcome first = serve("pid");
+  ASSERT_EQ(first.end, ChildProcess::End::Returned) << first.text;
+  EXPECT_NE(first.text, std::to_string(::getpid()));
+  EXPECT_EQ(serve("pid").text, first.text) << "the same child serves again";
+
+  EXPECT_EQ(serve("throw").text, "asked to throw");
+  const std::string afterThrow = serve("pid").text;
+  EXPECT_NE(afterThrow, first.text) << "a child that threw is replaced";
+
+  const ChildProcess::Outcome fault = serve("fault");
+  EXPECT_EQ(fault.end, ChildProcess::End::Threw);
+  EXPECT_NE(fault.text.find("SIGSEGV"), std::string::npos) << fault.text;
+  const std::string afterFault = serve("pid").text;
+  EXPECT_NE(afterFault, afterThrow);
+
+  const ChildProcess::Outcome late = serve("sleep", 200ms);
+  EXPECT_EQ(late.end, ChildProcess::End::Failed);
+  EXPECT_EQ(late.text, "it ran past its limit of 0.2 s");
+  EXPECT_NE(serve("pid").text, afterFault);
 }

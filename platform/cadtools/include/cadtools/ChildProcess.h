@@ -5,9 +5,9 @@
 #include <functional>
 #include <string>
 
-// Runs a kernel algorithm on untrusted input in a forked child process. A fault, an endless loop or
-// a leak inside the algorithm then ends with the child, and the caller's process stays as it was:
-// no signal handler or memory limit of the caller is touched, nothing the child allocated is lost.
+// Runs kernel algorithms on untrusted input in forked child processes. A fault, an endless loop or a
+// leak inside the algorithm then ends with the child, and the caller's process stays as it was: no
+// signal handler or memory limit of the caller is touched, nothing the child allocated is lost.
 class ChildProcess
 {
 public:
@@ -15,7 +15,7 @@ public:
   struct Limits
   {
     std::chrono::milliseconds time;  // the child is killed when it has not finished by then
-    std::size_t extraAddressSpace{}; // address space the child may add to what it inherits; 0: no cap
+    std::size_t extraAddressSpace{}; // address space a child may add to what it inherits; 0: no cap
   };
 
   // How a run ended.
@@ -32,7 +32,16 @@ public:
     std::string text;
   };
 
-  // Returns how `work` ended in a child. The child converts the kernel's faults into exceptions, so
-  // that a fault in the kernel is reported by the kernel's own message where it can be.
+  // Work a long-lived child serves: the reply to one request.
+  using Handler = std::string (*)(const std::string& request);
+
+  // Returns how `work` ended in a child forked for it. The child converts the kernel's faults into
+  // exceptions, so that a fault is reported by the kernel's own message where it can be.
   static Outcome Run(const std::function<std::string()>& work, const Limits& limits);
+
+  // Returns how `handler` ended on `request` in one of the long-lived children kept for it (forked on
+  // first need, one per caller at a time, each with `limits.extraAddressSpace`): the isolation of Run
+  // without a fork per call, for work that is small and frequent. A child that throws, faults or runs
+  // past `limits.time` ends, and the next request gets a new one.
+  static Outcome Serve(Handler handler, const std::string& request, const Limits& limits);
 };
