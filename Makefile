@@ -5,6 +5,8 @@ ASAN_DIR ?= build-asan
 BENCH_DIR ?= build-bench
 FUZZ_DIR ?= build-fuzz
 FUZZ_SECONDS ?= 60
+FUZZ_SMOKE_SECONDS ?= 60
+FUZZ_SMOKE_RUNS ?= 300
 JOBS ?= 2
 XVFB := $(CURDIR)/scripts/with-display.sh
 CLI := $(BUILD_DIR)/apps/workpiece/workpiece
@@ -67,9 +69,9 @@ fuzz-build: deps
 fuzz: fuzz-build
 	./fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
 
-# CI: every committed input once, so that any crash the corpus reaches fails the run.
+# CI: every committed input once, then the same 300 new inputs per target (at most 60 s each).
 fuzz-smoke: fuzz-build
-	./fuzz/run.sh $(FUZZ_DIR) 0
+	FUZZ_RUNS=$(FUZZ_SMOKE_RUNS) ./fuzz/run.sh $(FUZZ_DIR) $(FUZZ_SMOKE_SECONDS)
 
 install: build
 	cmake --install $(BUILD_DIR)
