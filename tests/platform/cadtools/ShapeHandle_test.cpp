@@ -148,7 +148,7 @@ std::string VertexAfterGeometry(const std::string& curves2d, const std::string& 
 }
 } // namespace
 
-TEST(ShapeHandle, BRepTextOfCurvesAndSurfacesOnAMissingBasisIsRefused)
+TEST(ShapeHandle, BRepTextOfGeometryOnAMissingBasisOrOfNumbersNotFiniteIsRefused)
 {
   const std::string circle = "2 0 0 0 0 0 1 1 0 -0 -0 1 0 4";
   const std::string badCircle = "2 0 0 0 0 0 1 1 0 -0 -0 1 0 -4";
@@ -198,6 +198,22 @@ TEST(ShapeHandle, BRepTextOfCurvesAndSurfacesOnAMissingBasisIsRefused)
     std::istringstream in(text);
     EXPECT_EQ(ShapeHandle::ReadBRep(in).IsNull(), !read) << surfaces;
   }
+  // Numbers that are not finite in a vertex read to a shape the cheap check refuses.
+  const std::string text = VertexAfterGeometry("", "", "");
+  const std::size_t point = text.find("\n1 2 3\n") + 1;
+  const auto read = [&](const std::string& coordinates) {
+    std::istringstream in(text.substr(0, point) + coordinates + text.substr(point + 5));
+    return ShapeHandle::ReadBRep(in);
+  };
+  // What the kernel reads as an infinity or not a number, in a vertex's coordinates.
+  for (const std::string& bad : {"nan 2 3", "1 inf 3", "1 2 -infinity", "1e999 2 3", "1 -6.12323399e773756-15 3",
+                                 "0x1p2000 2 3", "1 2 NAN(1)"})
+  {
+    const TopoDS_Shape vertex = read(bad);
+    EXPECT_TRUE(!vertex.IsNull() && ShapeCheck::MissingGeometry(vertex) == "it has coordinates that are not finite numbers") << bad;
+  }
+  for (const std::string& good : {"1e2 2e-300 3E+2", "1.7976931348623157e308 -1.7976931348623157e308 0x1p10"})
+    EXPECT_EQ(ShapeCheck::MissingGeometry(read(good)), "") << good;
 }
 
 TEST(ShapeHandle, BRepTextOfShapesOnOffsetTrimmedAndRevolvedGeometryRoundTrips)
@@ -227,24 +243,4 @@ TEST(ShapeHandle, BRepTextOfShapesOnOffsetTrimmedAndRevolvedGeometryRoundTrips)
     ShapeHandle::WriteBRep(kernel, kernels);
     EXPECT_EQ(ours.str(), kernels.str());
   }
-}
-
-TEST(ShapeHandle, BRepTextOfNumbersThatAreNotFiniteReadsToAShapeTheCheapCheckRefuses)
-{
-  const std::string text = VertexAfterGeometry("", "", "");
-  const std::size_t point = text.find("\n1 2 3\n") + 1;
-  const auto read = [&](const std::string& coordinates) {
-    std::istringstream in(text.substr(0, point) + coordinates + text.substr(point + 5));
-    return ShapeHandle::ReadBRep(in);
-  };
-  // What the kernel reads as an infinity or not a number, in a vertex's coordinates.
-  for (const std::string& bad : {"nan 2 3", "1 inf 3", "1 2 -infinity", "1e999 2 3", "1 -6.12323399e773756-15 3",
-                                 "0x1p2000 2 3", "1 2 NAN(1)"})
-  {
-    const TopoDS_Shape vertex = read(bad);
-    ASSERT_FALSE(vertex.IsNull()) << bad;
-    EXPECT_EQ(ShapeCheck::MissingGeometry(vertex), "it has coordinates that are not finite numbers") << bad;
-  }
-  for (const std::string& good : {"1e2 2e-300 3E+2", "1.7976931348623157e308 -1.7976931348623157e308 0x1p10"})
-    EXPECT_EQ(ShapeCheck::MissingGeometry(read(good)), "") << good;
 }
