@@ -46,33 +46,25 @@ TEST(TowerCorner, BottomPlateWithFlangeAndGussetsIsRecognised)
 
 TEST(TowerCorner, FailuresLogTheirDebugMessages)
 {
-  {
-    const LogCapture log;
-    EXPECT_FALSE(PlateAnalysis::AnalysisTowerCorner(PlateSet(PlateAssemblies::ScatteredCubes(4))));
-    EXPECT_TRUE(log.Contains(Debug, NoBottom, Corner) && log.Messages().size() == 1u);
-  }
-  {
-    // A 120 mm flange is no plate: the message gives its thickness as its box measures it.
-    const LogCapture log;
-    const std::vector<TopoDS_Shape> solids = PlateAssemblies::TowerCorner(120.0);
-    const Bnd_OBB flange = ShapeHandle::GetTopoShapeBndOBB(solids[1], 0.001);
-    const double thickness = 2.0 * std::min({flange.XHSize(), flange.YHSize(), flange.ZHSize()});
-    EXPECT_NEAR(thickness, 120.0, 0.01);
-    EXPECT_FALSE(PlateAnalysis::AnalysisTowerCorner(PlateSet(solids)));
-    EXPECT_TRUE(log.Contains(
-      Debug,
-      fmt::format("tower corner analysis : min_obb_dimension of plate is more than 100mm, this exception is up to {}mm",
-                  thickness),
-      Flanges));
-    EXPECT_TRUE(log.Contains(Debug, NoFlange, Corner));
-  }
-  // 100 mm (half size 50) is still a plate.
+  // A 120 mm flange is no plate: the message gives its thickness as its box measures it. 100 mm
+  // (half size 50) is still a plate.
+  const std::vector<TopoDS_Shape> thick = PlateAssemblies::TowerCorner(120.0);
+  const Bnd_OBB flange = ShapeHandle::GetTopoShapeBndOBB(thick[1], 0.001);
+  const double thickness = 2.0 * std::min({flange.XHSize(), flange.YHSize(), flange.ZHSize()});
+  EXPECT_NEAR(thickness, 120.0, 0.01);
   EXPECT_TRUE(PlateAnalysis::AnalysisTowerCorner(PlateSet(PlateAssemblies::TowerCorner(99.99))));
+  const std::string tooThick =
+    fmt::format("tower corner analysis : min_obb_dimension of plate is more than 100mm, this exception is up to {}mm", thickness);
+  const std::string twoFlanges = "tower corner analysis : candidates_of_main_flange.size()  = 2 is error ,expected size is 1";
+  for (const auto& [solids, messages] : std::vector<std::pair<std::vector<TopoDS_Shape>, std::vector<std::pair<std::string, const char*>>>>{
+         {PlateAssemblies::ScatteredCubes(4), {{NoBottom, Corner}}},
+         {thick, {{tooThick, Flanges}, {NoFlange, Corner}}},
+         {PlateAssemblies::TwinFlangeTowerCorner(), {{twoFlanges, Flanges}, {NoFlange, Corner}}}})
   {
     const LogCapture log;
-    EXPECT_FALSE(PlateAnalysis::AnalysisTowerCorner(PlateSet(PlateAssemblies::TwinFlangeTowerCorner())));
-    EXPECT_TRUE(log.Contains(
-      Debug, "tower corner analysis : candidates_of_main_flange.size()  = 2 is error ,expected size is 1", Flanges));
-    EXPECT_TRUE(log.Contains(Debug, NoFlange, Corner) && log.Messages().size() == 2u);
+    EXPECT_FALSE(PlateAnalysis::AnalysisTowerCorner(PlateSet(solids)));
+    EXPECT_EQ(log.Messages().size(), messages.size()) << messages.front().first;
+    for (const auto& [text, function] : messages)
+      EXPECT_TRUE(log.Contains(Debug, text, function)) << text;
   }
 }
