@@ -76,7 +76,8 @@ TEST(ViewShape, ColoursCopiesAndShapeReplacement)
   // A same-structured replacement shape takes the colours by position.
   const TopoDS_Shape other = Solids::Box(4, 5, 6);
   node->SetEntityShape(other);
-  EXPECT_TRUE(node->CustomAspectsMap().Seek(ViewTrees::Face(other, 2)) != nullptr && node->CustomAspectsMap().Seek(ViewTrees::Face(box, 2)) == nullptr);
+  EXPECT_TRUE(node->CustomAspectsMap().Seek(ViewTrees::Face(other, 2)) != nullptr &&
+              node->CustomAspectsMap().Seek(ViewTrees::Face(box, 2)) == nullptr);
 }
 
 TEST(BaseViewShape, ClosedShellsBecomeSolids)

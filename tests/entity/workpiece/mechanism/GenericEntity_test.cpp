@@ -141,8 +141,8 @@ TEST(GenericEntity, MovingTheBaseCarriesLinksAndChildren)
   ASSERT_TRUE(robot->ForwardTrsf({0.0, 0.3, 0.2, 0.1, 0.4, 0.5, 0.6}, false, true));
   // Forward(1, ...) moves the lower arm alone, leaving the current value vector unwritten.
   ASSERT_TRUE(robot->Forward(1, -0.5, true));
-  EXPECT_TRUE(Near(robot->GetCurJointTrsf(6) * RobotZero(6), Mechanisms::LinkFrames(Mechanisms::SixAxisRobot(), {0.0, 0.3, -0.5, 0.1, 0.4, 0.5, 0.6}).back()) &&
-              robot->GetCurrentValue(0)[2] == 0.2);
+  const gp_Trsf end = Mechanisms::LinkFrames(Mechanisms::SixAxisRobot(), {0.0, 0.3, -0.5, 0.1, 0.4, 0.5, 0.6}).back();
+  EXPECT_TRUE(Near(robot->GetCurJointTrsf(6) * RobotZero(6), end) && robot->GetCurrentValue(0)[2] == 0.2);
   robot->TransformedBy(step);
   EXPECT_TRUE(Near(robot->GetRootMdl()->GetCollisionTrsf(), step) && Near(robot->GetRootMdl()->LocalTransformation(), gp_Trsf()));
   robot->ChangeLocation(step);

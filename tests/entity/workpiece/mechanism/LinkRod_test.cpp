@@ -39,7 +39,8 @@ TEST(LinkRod, AxisDerivedInEntityFrameWithDegreesConvertedOnEveryCall)
   const gp_Trsf placed = Transforms::Translation(100, -50, 20) * Transforms::Rotation(gp::DZ(), 30);
   entity.UpdateRootTrsf(placed, false);
   FixtureLinkRod base(JointType::LinearZ, AxisRange{-10, 10}, 0.0, gp_Ax1()), arm(JointType::RotaryX, AxisRange{-90, 45}, 0.0, gp_Ax1());
-  base.SetCenterTrsf(Transforms::Translation(0, 0, 200)), arm.SetCenterTrsf(Transforms::Translation(0, 30, 400) * Transforms::Rotation(gp::DY(), 90));
+  base.SetCenterTrsf(Transforms::Translation(0, 0, 200));
+  arm.SetCenterTrsf(Transforms::Translation(0, 30, 400) * Transforms::Rotation(gp::DY(), 90));
   base.SetRootEntity(&entity), arm.SetRootEntity(&entity), base.AddChildLink(&arm);
   base.UpdateToAx1(), arm.UpdateToAx1();
   // The axis is in the entity's own frame, whatever the placement, and the placement is kept.

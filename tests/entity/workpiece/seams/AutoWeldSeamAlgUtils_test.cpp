@@ -80,7 +80,8 @@ TEST(EdgeClassification, TangentFilletsFoldedBackOneSidedProbesAndNormals)
   const TopoDS_Shape dome = BRepAlgoAPI_Fuse(BRepPrimAPI_MakeBox(gp_Pnt(-10, -10, 0), 20, 20, 10).Shape(),
                                              BRepPrimAPI_MakeSphere(gp_Pnt(0, 0, 10), 2).Shape()).Shape();
   for (const double rise : {0.5, 0.05})
-    EXPECT_EQ(Classify(SeamAt(SeamSolids::StepSolid(rise), gp_Pnt(10, 5, 15))), (std::array{EdgeType::Concave, EdgeType::Concave, EdgeType::Concave})) << rise;
+    EXPECT_EQ(Classify(SeamAt(SeamSolids::StepSolid(rise), gp_Pnt(10, 5, 15))),
+              (std::array{EdgeType::Concave, EdgeType::Concave, EdgeType::Concave})) << rise;
   EXPECT_EQ(Classify(SeamAt(dome, gp_Pnt(-2, 0, 10))), (std::array{EdgeType::Concave, EdgeType::Unknown, EdgeType::Concave}));
   EXPECT_EQ(Classify({step.edge, TopoDS_Face(), TopoDS_Face()}), (std::array{EdgeType::Unknown, EdgeType::Unknown, EdgeType::Unknown}));
   const TopoDS_Shape cylinder = Solids::Cylinder(10, 20);
