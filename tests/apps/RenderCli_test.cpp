@@ -61,7 +61,7 @@ std::size_t RedPixels(const Image_AlienPixMap& image, const gp_Pnt2d& centre = g
 } // namespace
 
 // The T-joint's concave seams run along Y at the foot of the web, x = 95 and x = 105, z = 10.
-TEST(RenderCli, TJointSeamsShowRedWhereTheConcaveSeamsProjectAndNowhereWithoutSeams)
+TEST(RenderCli, SeamsShowRedWhereTheyProjectAndPartsAreCentredOrPosed)
 {
   const fs::path dir = CliRun::Scratch("render_tjoint");
   const std::string args = Examples + "tjoint.step --size 800x600 --out " + (dir / "t.png").string();
@@ -82,27 +82,18 @@ TEST(RenderCli, TJointSeamsShowRedWhereTheConcaveSeamsProjectAndNowhereWithoutSe
   ASSERT_EQ(Render(args, dir).code, 0);
   ASSERT_TRUE(unmarked.Load((dir / "t.png").string().c_str()));
   EXPECT_EQ(RedPixels(unmarked), 0u);
-  fs::remove_all(dir);
-}
 
-// The bracket is centred in the picture when there is no legend; a mechanism takes its pose (the
-// picture of each pose is the library's to check).
-TEST(RenderCli, ThePartIsCentredAndAMechanismTakesItsPose)
-{
-  const fs::path dir = CliRun::Scratch("render_views");
-  for (const std::string args : {"lbracket.step --view front", "cell/robot.json --joints 0,-30,20,0,45,0"})
+  // The bracket is centred in the picture when there is no legend; a mechanism takes its pose (the
+  // picture of each pose is the library's to check).
+  for (const std::string views : {"lbracket.step --view front", "cell/robot.json --joints 0,-30,20,0,45,0"})
   {
-    const CliRun run = Render(Examples + args + " --size 320x240 --out " + (dir / "p.png").string() + " --camera " +
+    const CliRun run = Render(Examples + views + " --size 320x240 --out " + (dir / "p.png").string() + " --camera " +
                                 (dir / "p.json").string(), dir);
-    if (NoDisplay(run))
-      GTEST_SKIP() << "no X server can be reached or started: " << run.err;
-    ASSERT_EQ(run.code, 0) << args << ": " << run.err;
+    ASSERT_EQ(run.code, 0) << views << ": " << run.err;
     EXPECT_EQ(run.out, "wrote " + (dir / "p.png").string() + " (320x240)\n");
-    if (args[0] != 'l')
-      continue;
     // The bracket's box is 60 x 60 x 80.
     const gp_Pnt2d centre = Project(DataHandle::LoadJson((dir / "p.json").string()), gp_Pnt(30, 30, 40));
-    EXPECT_TRUE(std::abs(centre.X() - 160.0) < 1.0 && std::abs(centre.Y() - 120.0) < 1.0) << centre.X() << centre.Y();
+    EXPECT_TRUE(views[0] != 'l' || (std::abs(centre.X() - 160.0) < 1.0 && std::abs(centre.Y() - 120.0) < 1.0)) << centre.X() << centre.Y();
   }
   fs::remove_all(dir);
 }

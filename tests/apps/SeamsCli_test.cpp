@@ -50,8 +50,7 @@ TEST(SeamsCli, ExamplePartsInEveryFormatTheirJsonAndBadInput)
   BRepTools::Write(tjoint.Reversed(), insideOut);
   std::ofstream(dir + "cut.brep") << brep.str().substr(0, brep.str().size() / 2);
   std::ofstream(dir + "inside-out.brep") << insideOut.str();
-  const CliRun turned = cli("seams " + dir + "inside-out.brep"),
-               sewn = cli("seams " WORKPIECE_PARTS_DIR "/slab-loose-faces.igs");
+  const CliRun turned = cli("seams " + dir + "inside-out.brep"), sewn = cli("seams " WORKPIECE_PARTS_DIR "/slab-loose-faces.igs");
   EXPECT_TRUE(turned.code == 0 && turned.out.find(TSummary) != std::string::npos &&
               turned.err.find("turned 1 inside-out solid(s) outside out") != std::string::npos) << turned.err;
   EXPECT_TRUE(sewn.out.find("68 seams: 5 concave, 63 convex") != std::string::npos &&

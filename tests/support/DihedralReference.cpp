@@ -86,19 +86,3 @@ EdgeType DihedralReference::AsEdgeType(Kind kind)
     return EdgeType::Concave;
   return kind == Kind::Convex ? EdgeType::Convex : EdgeType::Unknown;
 }
-
-const char* DihedralReference::Name(Kind kind)
-{
-  switch (kind)
-  {
-  case Kind::Concave:
-    return "concave";
-  case Kind::Convex:
-    return "convex";
-  case Kind::Mixed:
-    return "mixed";
-  case Kind::Unknown:
-    break;
-  }
-  return "unknown";
-}

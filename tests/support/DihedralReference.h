@@ -23,6 +23,4 @@ public:
   static Kind Classify(const TopoDS_Edge& edge, const TopoDS_Face& face1, const TopoDS_Face& face2);
   // Returns the kind as the library names it (Mixed and Unknown are Unknown).
   static EdgeType AsEdgeType(Kind kind);
-  // Returns "concave", "convex", "mixed" or "unknown".
-  static const char* Name(Kind kind);
 };

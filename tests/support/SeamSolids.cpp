@@ -89,8 +89,11 @@ TopoDS_Face SeamSolids::FaceNear(const TopoDS_Shape& shape, const gp_Pnt& point)
 
 TopoDS_Edge SeamSolids::EdgeNear(const TopoDS_Shape& shape, const gp_Pnt& point)
 {
-  return TopoDS::Edge(Nearest(shape, TopAbs_EDGE, point, [](const TopoDS_Shape& edge) {
-    const BRepAdaptor_Curve curve(TopoDS::Edge(edge));
-    return curve.Value(0.5 * (curve.FirstParameter() + curve.LastParameter()));
-  }));
+  return TopoDS::Edge(Nearest(shape, TopAbs_EDGE, point, [](const TopoDS_Shape& edge) { return Middle(TopoDS::Edge(edge)); }));
+}
+
+gp_Pnt SeamSolids::Middle(const TopoDS_Edge& edge)
+{
+  const BRepAdaptor_Curve curve(edge);
+  return curve.Value(0.5 * (curve.FirstParameter() + curve.LastParameter()));
 }

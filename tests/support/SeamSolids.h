@@ -31,6 +31,8 @@ public:
   // (i, j) at (10 + 20i, 10 + 20j, 10)): the top face gets one hole per stud, 4 concave edges each.
   static TopoDS_Shape StuddedPlate(int nx, int ny);
   static TopoDS_Edge Segment(const gp_Pnt& a, const gp_Pnt& b) { return BRepBuilderAPI_MakeEdge(a, b).Edge(); }
+  // Returns the point halfway along the edge's parameter range.
+  static gp_Pnt Middle(const TopoDS_Edge& edge);
   // Return the face whose centre, or the edge whose middle, is nearest `point`.
   static TopoDS_Face FaceNear(const TopoDS_Shape& shape, const gp_Pnt& point);
   static TopoDS_Edge EdgeNear(const TopoDS_Shape& shape, const gp_Pnt& point);

@@ -22,6 +22,11 @@ TopoDS_Shape Solids::Box(double dx, double dy, double dz)
   return BRepPrimAPI_MakeBox(dx, dy, dz).Shape();
 }
 
+TopoDS_Shape Solids::BoxAt(double x, double y, double z, double dx, double dy, double dz)
+{
+  return BRepPrimAPI_MakeBox(gp_Pnt(x, y, z), dx, dy, dz).Shape();
+}
+
 TopoDS_Shape Solids::Moved(const TopoDS_Shape& shape, const gp_Trsf& trsf)
 {
   return BRepBuilderAPI_Transform(shape, trsf, true).Shape();

@@ -11,6 +11,8 @@ class Solids
 public:
   // Returns an axis-aligned box with one corner at the origin.
   static TopoDS_Shape Box(double dx, double dy, double dz);
+  // Returns a `dx` × `dy` × `dz` box whose lowest corner is (x, y, z).
+  static TopoDS_Shape BoxAt(double x, double y, double z, double dx, double dy, double dz);
   // Returns `shape` moved by `trsf`.
   static TopoDS_Shape Moved(const TopoDS_Shape& shape, const gp_Trsf& trsf);
   // Returns xmin, ymin, zmin, xmax, ymax, zmax of the exact box of `shape` placed by `trsf`.

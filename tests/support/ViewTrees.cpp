@@ -32,6 +32,18 @@ Handle(ShapeEntity) ViewTrees::BoxTree(int count)
   return root;
 }
 
+Handle(mesh::AIS_Mesh) ViewTrees::Triangle(bool degenerate)
+{
+  auto triangle = std::make_shared<MeshData>();
+  triangle->Vertices = {gp_XYZ(0, 0, 0), gp_XYZ(1, 0, 0), gp_XYZ(1, 1, 0)};
+  triangle->Triangles = {{0, 1, 2}};
+  if (degenerate)
+    triangle->Transform.fill(0.0);
+  Handle(mesh::AIS_Mesh) mesh = new mesh::AIS_Mesh();
+  mesh->AddMesh(triangle);
+  return mesh;
+}
+
 TopoDS_Shape ViewTrees::Face(const TopoDS_Shape& shape, int i)
 {
   TopExp_Explorer ex(shape, TopAbs_FACE);

@@ -1,6 +1,7 @@
 #include <cadtools/DataHandle.h>
 #include <cadtools/gpHandle.h>
 
+#include "support/CliRun.h"
 #include "support/LogCapture.h"
 #include "support/ViewTrees.h"
 
@@ -33,13 +34,6 @@ struct TempDir
     fs::remove_all(path, ec);
   }
 };
-
-std::string ReadAll(const fs::path& path)
-{
-  std::ostringstream text;
-  text << std::ifstream(path, std::ios::binary).rdbuf();
-  return text.str();
-}
 
 // Returns what jsoncpp's reader makes of `text`; null when it fails or throws.
 Json::Value ReadByReader(const std::string& text)
@@ -149,13 +143,36 @@ TEST(DataHandle, JsonFilesRoundTripAndFailedSavesKeepThePreviousFile)
   for (int i = 0; i < 2000; ++i)
     doc["doubles"].append(RandomDouble(random));
   ASSERT_TRUE(DataHandle::SaveJson(doc, file));
-  const std::string before = ReadAll(file);
+  const std::string before = CliRun::ReadText(file);
   EXPECT_TRUE(Identical(DataHandle::LoadJson(file), doc)) << "doubles to the bit, integers of their kinds";
   EXPECT_TRUE(Identical(ReadByReader(before), doc)) << "jsoncpp reads the file alike";
   EXPECT_NE(before.find("焊缝"), std::string::npos) << "text is written as UTF-8, not escaped";
   EXPECT_EQ(std::distance(fs::directory_iterator(dir.path), fs::directory_iterator()), 1) << "no temporary left";
   EXPECT_TRUE(DataHandle::LoadJson(dir.path.string()).isNull()) << "a folder is not a document";
   EXPECT_FALSE(DataHandle::SaveJson(doc, (dir.path / "missing" / "doc.json").string()));
+  // Non-finite numbers are never saved: the file keeps what it had.
+  for (const double bad : {HUGE_VAL, -HUGE_VAL, std::numeric_limits<double>::quiet_NaN()})
+  {
+    Json::Value hostile = doc;
+    hostile["deep"]["list"].append(0.25);
+    hostile["deep"]["list"].append(bad);
+    const LogCapture log;
+    EXPECT_FALSE(DataHandle::SaveJson(hostile, file)) << bad;
+    EXPECT_TRUE(log.Contains(4, "JSON文档含非有限数值，未保存：" + file, "DataHandle::SaveJson")) << bad;
+    EXPECT_TRUE(CliRun::ReadText(file) == before && std::distance(fs::directory_iterator(dir.path), fs::directory_iterator()) == 1) << bad;
+  }
+  // A file another writer left with an out-of-range number reads as nothing, and says why.
+  const std::string other = (dir.path / "other.json").string();
+  std::ofstream(other, std::ios::binary) << "{\"joint\": 1e+9999}";
+  {
+    const LogCapture log;
+    EXPECT_TRUE(DataHandle::LoadJson(other).isNull());
+    const auto messages = log.Messages();
+    ASSERT_EQ(messages.size(), 1u);
+    EXPECT_EQ(messages[0].function, "DataHandle::LoadJson");
+    EXPECT_TRUE(messages[0].text.rfind("JSON文件无法读取：" + other, 0) == 0 && messages[0].text.find("1e+9999") != std::string::npos)
+      << messages[0].text;
+  }
   fs::permissions(dir.path, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
                   fs::perm_options::remove);
   // Root writes through permissions, so the save is tried by an unprivileged child process.
@@ -170,38 +187,7 @@ TEST(DataHandle, JsonFilesRoundTripAndFailedSavesKeepThePreviousFile)
   int status = 0;
   ASSERT_EQ(::waitpid(child, &status, 0), child);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "a save into a read-only folder reports failure";
-  EXPECT_EQ(ReadAll(file), before);
-}
-
-TEST(DataHandle, NonFiniteNumbersAreNeverSavedAndUnreadableFilesAreReported)
-{
-  TempDir dir;
-  const std::string file = (dir.path / "doc.json").string();
-  Json::Value doc(Json::objectValue);
-  doc["joint"] = 1.5;
-  ASSERT_TRUE(DataHandle::SaveJson(doc, file));
-  const std::string before = ReadAll(file);
-  for (const double bad : {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
-                           std::numeric_limits<double>::quiet_NaN()})
-  {
-    Json::Value hostile = doc;
-    hostile["deep"]["list"].append(0.25);
-    hostile["deep"]["list"].append(bad);
-    const LogCapture log;
-    EXPECT_FALSE(DataHandle::SaveJson(hostile, file)) << bad;
-    EXPECT_TRUE(log.Contains(4, "JSON文档含非有限数值，未保存：" + file, "DataHandle::SaveJson")) << bad;
-    EXPECT_EQ(ReadAll(file), before) << bad;
-    EXPECT_EQ(std::distance(fs::directory_iterator(dir.path), fs::directory_iterator()), 1) << "no temporary left";
-  }
-  // A file another writer left with an out-of-range number reads as nothing, and says why.
-  std::ofstream(file, std::ios::binary | std::ios::trunc) << "{\"joint\": 1e+9999}";
-  const LogCapture log;
-  EXPECT_TRUE(DataHandle::LoadJson(file).isNull());
-  const auto messages = log.Messages();
-  ASSERT_EQ(messages.size(), 1u);
-  EXPECT_EQ(messages[0].function, "DataHandle::LoadJson");
-  EXPECT_EQ(messages[0].text.rfind("JSON文件无法读取：" + file, 0), 0u) << messages[0].text;
-  EXPECT_NE(messages[0].text.find("1e+9999"), std::string::npos) << messages[0].text;
+  EXPECT_EQ(CliRun::ReadText(file), before);
 }
 
 TEST(DataHandle, DocumentsReadAsJsoncppReadsThem)
@@ -253,6 +239,6 @@ TEST(DataHandle, Compress7ZUnpacksToTheSameFolder)
                               unpacked.string() + "'";
   ASSERT_EQ(std::system(extract.c_str()), 0);
   for (const char* name : {"context.layout", "models/link1.brep"})
-    EXPECT_EQ(ReadAll(unpacked / "robot" / name), ReadAll(package / name)) << name;
+    EXPECT_EQ(CliRun::ReadText(unpacked / "robot" / name), CliRun::ReadText(package / name)) << name;
   EXPECT_TRUE(fs::is_directory(unpacked / "robot" / "models" / "empty"));
 }

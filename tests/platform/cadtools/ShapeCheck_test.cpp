@@ -11,10 +11,9 @@
 TEST(ShapeCheck, RefusesMissingSurfacesAndPartsBeyondTheCoordinateLimit)
 {
   const auto box = [](double x) { return BRepPrimAPI_MakeBox(gp_Pnt(x, 0.0, 0.0), 10.0, 10.0, 10.0).Shape(); };
-  EXPECT_EQ(ShapeCheck::Problem(box(0.0)), "");
-  // On the limit on either side, and one millimetre beyond it.
-  EXPECT_EQ(ShapeCheck::Problem(box(ShapeCheck::CoordinateLimit - 10.0)), "");
-  EXPECT_EQ(ShapeCheck::Problem(box(-ShapeCheck::CoordinateLimit)), "");
+  // At the origin, on the limit on either side, and one millimetre beyond it.
+  for (const double x : {0.0, ShapeCheck::CoordinateLimit - 10.0, -ShapeCheck::CoordinateLimit})
+    EXPECT_EQ(ShapeCheck::Problem(box(x)), "") << x;
   for (const double x : {ShapeCheck::CoordinateLimit - 9.0, -ShapeCheck::CoordinateLimit - 1.0, 1.0e20})
     EXPECT_NE(ShapeCheck::Problem(box(x)).find("lies beyond 10000000 mm of the origin"), std::string::npos) << x;
   EXPECT_EQ(ShapeCheck::Problem(TopoDS_Shape()), "no shape");
@@ -30,8 +29,7 @@ TEST(ShapeCheck, RefusesMissingSurfacesAndPartsBeyondTheCoordinateLimit)
   TopoDS_Shape damaged;
   BRepTools::Read(damaged, in, BRep_Builder());
   ASSERT_FALSE(damaged.IsNull());
-  EXPECT_EQ(ShapeCheck::Problem(damaged), "a face has no surface");
-  EXPECT_EQ(ShapeCheck::MissingGeometry(damaged), "a face has no surface");
+  EXPECT_TRUE(ShapeCheck::Problem(damaged) == "a face has no surface" && ShapeCheck::MissingGeometry(damaged) == ShapeCheck::Problem(damaged));
   // The cheap check looks at nothing else: not where the part lies, nor what the kernel's checker says.
   EXPECT_EQ(ShapeCheck::MissingGeometry(box(1.0e20)), "");
 }

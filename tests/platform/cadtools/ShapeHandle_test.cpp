@@ -98,25 +98,42 @@ TEST(ShapeHandle, ShapesOfADisplayTreeArePlaced)
 
 TEST(ShapeHandle, BRepTextRoundTripsLikeTheKernelsAndRejectsCutOrForeignText)
 {
-  // A meshed fillet, a moved cylinder, a box marked as checked.
+  // A meshed fillet, a moved cylinder, a box marked as checked; an edge on an offset of a trimmed
+  // circle and a face on a revolved trimmed line.
   TopoDS_Shape fillet = Solids::FilletedPlate(80, 40, 6, 5);
   ASSERT_TRUE(BRepMesh_IncrementalMesh(fillet, 0.3).IsDone());
   gp_Trsf place;
   place.SetRotation(gp_Ax1(gp_Pnt(1e-9, -0.0, 3), gp_Dir(1, 1, 1)), 0.7);
   const TopoDS_Shape box = Solids::Box(10, 20, 30);
   box.TShape()->Checked(true);
-  for (const TopoDS_Shape& shape : {fillet, Solids::Cylinder(5.0 / 3.0, 1e7).Moved(TopLoc_Location(place)), box})
+  const Handle(Geom_Circle) circle = new Geom_Circle(gp_Ax2(gp_Pnt(0, 0, 0), gp_Dir(0, 0, 1)), 10);
+  const TopoDS_Edge edge =
+    BRepBuilderAPI_MakeEdge(new Geom_OffsetCurve(new Geom_TrimmedCurve(circle, 0, 2), 3, gp_Dir(0, 0, 1))).Edge();
+  const Handle(Geom_SurfaceOfRevolution) revolved =
+    new Geom_SurfaceOfRevolution(new Geom_TrimmedCurve(new Geom_Line(gp_Pnt(5, 0, 0), gp_Dir(1, 0, 1)), 0, 4),
+                                 gp_Ax1(gp_Pnt(0, 0, 0), gp_Dir(0, 0, 1)));
+  const TopoDS_Face face = BRepBuilderAPI_MakeFace(revolved, 0, 1, 0, 4, Precision::Confusion()).Face();
+  for (const TopoDS_Shape& shape : {fillet, Solids::Cylinder(5.0 / 3.0, 1e7).Moved(TopLoc_Location(place)), box,
+                                    TopoDS_Shape(edge), TopoDS_Shape(face)})
   {
     // Ours first: it clears the checked marks, as the reader would leave them.
-    std::ostringstream ours, kernel, again;
+    std::ostringstream ours, kernel, again, kernels;
     ShapeHandle::WriteBRep(shape, ours);
     BRepTools::Write(shape, kernel, true, false, TopTools_FormatVersion_VERSION_3);
     EXPECT_EQ(ours.str(), kernel.str());
-    std::istringstream in(ours.str());
+    const char* const geometry = shape.ShapeType() == TopAbs_EDGE ? "\n9 3\n0 0 1 \n8 0 2\n2 " : "\n7 0 0 0 0 0 1 \n8 0 4\n1 ";
+    EXPECT_TRUE(shape.ShapeType() < TopAbs_FACE || ours.str().find(geometry) != std::string::npos);
+    std::istringstream in(ours.str()), alone(ours.str());
     const TopoDS_Shape back = ShapeHandle::ReadBRep(in);
-    ASSERT_TRUE(BRepCheck_Analyzer(back).IsValid());
+    ASSERT_TRUE(!back.IsNull() && BRepCheck_Analyzer(back).IsValid());
+    EXPECT_NEAR(ShapeHandle::GetAreaOrVol(back), ShapeHandle::GetAreaOrVol(shape), 1e-9 * ShapeHandle::GetAreaOrVol(shape));
+    // Read as the kernel reads it alone.
+    TopoDS_Shape kernelRead;
+    BRepTools::Read(kernelRead, alone, BRep_Builder());
     ShapeHandle::WriteBRep(back, again);
-    EXPECT_TRUE(again.str() == ours.str() && in.exceptions() == std::ios::goodbit) << "the stream's settings restored";
+    ShapeHandle::WriteBRep(kernelRead, kernels);
+    EXPECT_TRUE(again.str() == kernels.str() && in.exceptions() == std::ios::goodbit) << "the stream's settings restored";
+    EXPECT_TRUE(shape.ShapeType() > TopAbs_SOLID || again.str() == ours.str());
   }
   EXPECT_FALSE(box.TShape()->Checked());
   std::ostringstream out;
@@ -148,7 +165,7 @@ std::string VertexAfterGeometry(const std::string& curves2d, const std::string& 
 }
 } // namespace
 
-TEST(ShapeHandle, BRepTextOfCurvesAndSurfacesOnAMissingBasisIsRefused)
+TEST(ShapeHandle, BRepTextOfGeometryOnAMissingBasisOrOfNumbersNotFiniteIsRefused)
 {
   const std::string circle = "2 0 0 0 0 0 1 1 0 -0 -0 1 0 4";
   const std::string badCircle = "2 0 0 0 0 0 1 1 0 -0 -0 1 0 -4";
@@ -198,39 +215,7 @@ TEST(ShapeHandle, BRepTextOfCurvesAndSurfacesOnAMissingBasisIsRefused)
     std::istringstream in(text);
     EXPECT_EQ(ShapeHandle::ReadBRep(in).IsNull(), !read) << surfaces;
   }
-}
-
-TEST(ShapeHandle, BRepTextOfShapesOnOffsetTrimmedAndRevolvedGeometryRoundTrips)
-{
-  const Handle(Geom_Circle) circle = new Geom_Circle(gp_Ax2(gp_Pnt(0, 0, 0), gp_Dir(0, 0, 1)), 10);
-  const Handle(Geom_OffsetCurve) offset = new Geom_OffsetCurve(new Geom_TrimmedCurve(circle, 0, 2), 3, gp_Dir(0, 0, 1));
-  const TopoDS_Edge edge = BRepBuilderAPI_MakeEdge(offset).Edge();
-  const Handle(Geom_SurfaceOfRevolution) revolved =
-    new Geom_SurfaceOfRevolution(new Geom_TrimmedCurve(new Geom_Line(gp_Pnt(5, 0, 0), gp_Dir(1, 0, 1)), 0, 4),
-                                 gp_Ax1(gp_Pnt(0, 0, 0), gp_Dir(0, 0, 1)));
-  const TopoDS_Face face = BRepBuilderAPI_MakeFace(revolved, 0, 1, 0, 4, Precision::Confusion()).Face();
-  for (const TopoDS_Shape& shape : {TopoDS_Shape(edge), TopoDS_Shape(face)})
-  {
-    std::ostringstream out, ours, kernels;
-    ShapeHandle::WriteBRep(shape, out);
-    EXPECT_NE(out.str().find(shape.ShapeType() == TopAbs_EDGE ? "\n9 3\n0 0 1 \n8 0 2\n2 " : "\n7 0 0 0 0 0 1 \n8 0 4\n1 "),
-              std::string::npos);
-    std::istringstream in(out.str()), again(out.str());
-    const TopoDS_Shape back = ShapeHandle::ReadBRep(in);
-    ASSERT_FALSE(back.IsNull());
-    EXPECT_TRUE(BRepCheck_Analyzer(back).IsValid());
-    EXPECT_NEAR(ShapeHandle::GetAreaOrVol(back), ShapeHandle::GetAreaOrVol(shape), 1e-9 * ShapeHandle::GetAreaOrVol(shape));
-    // Read as the kernel reads it alone.
-    TopoDS_Shape kernel;
-    BRepTools::Read(kernel, again, BRep_Builder());
-    ShapeHandle::WriteBRep(back, ours);
-    ShapeHandle::WriteBRep(kernel, kernels);
-    EXPECT_EQ(ours.str(), kernels.str());
-  }
-}
-
-TEST(ShapeHandle, BRepTextOfNumbersThatAreNotFiniteReadsToAShapeTheCheapCheckRefuses)
-{
+  // Numbers that are not finite in a vertex read to a shape the cheap check refuses.
   const std::string text = VertexAfterGeometry("", "", "");
   const std::size_t point = text.find("\n1 2 3\n") + 1;
   const auto read = [&](const std::string& coordinates) {
@@ -242,8 +227,7 @@ TEST(ShapeHandle, BRepTextOfNumbersThatAreNotFiniteReadsToAShapeTheCheapCheckRef
                                  "0x1p2000 2 3", "1 2 NAN(1)"})
   {
     const TopoDS_Shape vertex = read(bad);
-    ASSERT_FALSE(vertex.IsNull()) << bad;
-    EXPECT_EQ(ShapeCheck::MissingGeometry(vertex), "it has coordinates that are not finite numbers") << bad;
+    EXPECT_TRUE(!vertex.IsNull() && ShapeCheck::MissingGeometry(vertex) == "it has coordinates that are not finite numbers") << bad;
   }
   for (const std::string& good : {"1e2 2e-300 3E+2", "1.7976931348623157e308 -1.7976931348623157e308 0x1p10"})
     EXPECT_EQ(ShapeCheck::MissingGeometry(read(good)), "") << good;

@@ -43,8 +43,7 @@ TEST(CloudShape, PcdRoundTripIsExactUnderACommaDecimalLocale)
 
   EXPECT_NE(text.find("POINTS 2\nDATA ascii\n0.1 0.3333333333333333 -2.5e-07\n1234567.5 -0 5e-324\n"),
             std::string::npos) << text;
-  ASSERT_TRUE(read);
-  ASSERT_EQ(back->Points().size(), 2u);
+  ASSERT_TRUE(read && back->Points().size() == 2u);
   for (std::size_t i = 0; i < points.size(); ++i)
     EXPECT_EQ(back->Points()[i].Distance(points[i]), 0.0);
 }
@@ -66,15 +65,13 @@ TEST(CloudShape, ReadsOtherFieldOrdersAndRejectsMalformedText)
     EXPECT_FALSE(cloud->LoadPCDFromString(bad)) << bad;
     EXPECT_EQ(cloud->Points().size(), 2u) << "a failed read leaves the points alone";
   }
-  EXPECT_TRUE(cloud->LoadPCDFromString(Pcd("x y z", 0, "")));
-  EXPECT_TRUE(cloud->Points().empty());
+  EXPECT_TRUE(cloud->LoadPCDFromString(Pcd("x y z", 0, "")) && cloud->Points().empty());
 }
 
 TEST(PointCloudManager, HierarchyBoundsThePlacedPoints)
 {
   Handle(CloudShape) a = new CloudShape(), b = new CloudShape();
-  EXPECT_TRUE(PointCloudManager::CreateCloudBVH({}).IsNull());
-  EXPECT_TRUE(PointCloudManager::CreateCloudBVH({a, Handle(CloudShape)()}).IsNull()) << "no points";
+  EXPECT_TRUE(PointCloudManager::CreateCloudBVH({}).IsNull() && PointCloudManager::CreateCloudBVH({a, Handle(CloudShape)()}).IsNull());
   std::vector<gp_Pnt> grid;
   for (int i = 0; i < 100; ++i)
     grid.emplace_back(i / 10, i % 10, 0);
@@ -84,6 +81,5 @@ TEST(PointCloudManager, HierarchyBoundsThePlacedPoints)
   const auto tree = PointCloudManager::CreateCloudBVH({a, b});
   ASSERT_FALSE(tree.IsNull());
   EXPECT_GT(tree->Length(), 1) << "101 points at 8 per leaf split the root";
-  EXPECT_NEAR((tree->MinPoint(0) - BVH_Vec3d(0, 0, 0)).Modulus(), 0.0, 1e-12);
-  EXPECT_NEAR((tree->MaxPoint(0) - BVH_Vec3d(9, 9, 50)).Modulus(), 0.0, 1e-12);
+  EXPECT_LT((tree->MinPoint(0) - BVH_Vec3d(0, 0, 0)).Modulus() + (tree->MaxPoint(0) - BVH_Vec3d(9, 9, 50)).Modulus(), 1e-12);
 }

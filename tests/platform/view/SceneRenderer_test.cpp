@@ -44,10 +44,9 @@ TEST(SceneRenderer, TreesFramesAndLegendShowWhereTheCameraProjectsThem)
     GTEST_SKIP() << why;
   const std::string dir = ViewTrees::TempDir("scene"), path = dir + "scene.png";
 
-  const Handle(ViewShape) root = new ViewShape(Solids::Box(20, 20, 20), Uuid::CreateUuid());
-  const Handle(ViewShape) child = new ViewShape(Solids::Box(20, 20, 20), Uuid::CreateUuid());
-  root->SetColor(Quantity_NOC_BLUE1);
-  child->SetColor(Quantity_NOC_RED);
+  const Handle(ViewShape) root = new ViewShape(Solids::Box(20, 20, 20), Uuid::CreateUuid()),
+                          child = new ViewShape(Solids::Box(20, 20, 20), Uuid::CreateUuid());
+  root->SetColor(Quantity_NOC_BLUE1), child->SetColor(Quantity_NOC_RED);
   root->AddShapeListToAISChilde({child});
   child->SetLocalTransformation(Transforms::Translation(100, 0, 0));
   root->SetLocalTransformation(Transforms::Translation(0, 50, 0));

@@ -9,19 +9,14 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
+#include <tuple>
 
 namespace
 {
 constexpr double Tol = 1e-9;
 constexpr double TenDegrees = 0.17453292519943295;
-
-TopoDS_Shape BoxAt(double x, double y, double z, double dx, double dy, double dz)
-{
-  gp_Trsf at;
-  at.SetTranslation(gp_Vec(x, y, z));
-  return Solids::Moved(Solids::Box(dx, dy, dz), at);
-}
 
 PlateAnalysis::Board BoardOf(const PlateSet& plates, unsigned solid)
 {
@@ -42,28 +37,20 @@ TEST(BoardBoxes, MergeShrinkAndUprightSideAreaOfOrientedBoxes)
   EXPECT_TRUE(PlateAnalysis::IsParallel(gp_Dir(merged.XDirection()), turnedX, 1e-6) ||
               PlateAnalysis::IsParallel(gp_Dir(merged.YDirection()), turnedX, 1e-6) ||
               PlateAnalysis::IsParallel(gp_Dir(merged.ZDirection()), turnedX, 1e-6));
-  EXPECT_FALSE(merged.IsOut(gp_Pnt(30, 0, 0)));
-  EXPECT_FALSE(merged.IsOut(gp_Pnt(0, 0, 0)));
+  EXPECT_FALSE(merged.IsOut(gp_Pnt(30, 0, 0)) || merged.IsOut(gp_Pnt(0, 0, 0)));
 
   // Shrinking moves every half size by half the amount, down to the floor.
   const Bnd_OBB box(gp_Pnt(1, 2, 3), gp::DX(), gp::DY(), gp::DZ(), 5, 10, 1);
-  struct Case
+  for (const auto& [amount, hx, hy, hz] : {std::array{4.0, 3.0, 8.0, 0.001}, {-4.0, 7.0, 12.0, 3.0}, {2.0, 4.0, 9.0, 0.001},
+                                          {1.998, 4.001, 9.001, 0.001}, {1.996, 4.002, 9.002, 0.002}, {30.0, 0.001, 0.001, 0.001}})
   {
-    double amount, hx, hy, hz;
-  };
-  for (const Case& c : {Case{4.0, 3.0, 8.0, 0.001}, Case{-4.0, 7.0, 12.0, 3.0}, Case{2.0, 4.0, 9.0, 0.001},
-                        Case{1.998, 4.001, 9.001, 0.001}, Case{1.996, 4.002, 9.002, 0.002}, Case{30.0, 0.001, 0.001, 0.001}})
-  {
-    const Bnd_OBB shrunk = WorkpieceAnalysis::ShrinkOBB(box, c.amount);
-    EXPECT_NEAR(shrunk.XHSize(), c.hx, Tol) << c.amount;
-    EXPECT_NEAR(shrunk.YHSize(), c.hy, Tol) << c.amount;
-    EXPECT_NEAR(shrunk.ZHSize(), c.hz, Tol) << c.amount;
-    EXPECT_NEAR(gp_Pnt(shrunk.Center()).Distance(gp_Pnt(1, 2, 3)), 0.0, Tol);
+    const Bnd_OBB shrunk = WorkpieceAnalysis::ShrinkOBB(box, amount);
+    EXPECT_LT(std::abs(shrunk.XHSize() - hx) + std::abs(shrunk.YHSize() - hy) + std::abs(shrunk.ZHSize() - hz) +
+                gp_Pnt(shrunk.Center()).Distance(gp_Pnt(1, 2, 3)), Tol) << amount;
   }
   // A workpiece of this library exposes no solids: its boxes are void and stay so.
   Workpiece empty;
-  EXPECT_TRUE(WorkpieceAnalysis::ShrinkOBB(&empty, 7, -10.0).IsVoid());
-  EXPECT_TRUE(WorkpieceAnalysis::MergeOBBList(&empty, {0, 1}).IsVoid());
+  EXPECT_TRUE(WorkpieceAnalysis::ShrinkOBB(&empty, 7, -10.0).IsVoid() && WorkpieceAnalysis::MergeOBBList(&empty, {0, 1}).IsVoid());
   // The upright side area keeps the two sides across the vertical.
   const Bnd_OBB upright(gp_Pnt(0, 0, 0), gp::DX(), gp::DY(), gp::DZ(), 5, 10, 15);
   EXPECT_NEAR(PlateAnalysis::GetOBBSideAreaWithVerticalDir(upright, gp::DZ(), TenDegrees), 10.0 * 20.0, Tol);
@@ -73,14 +60,14 @@ TEST(BoardBoxes, MergeShrinkAndUprightSideAreaOfOrientedBoxes)
 
 TEST(BoardBoxes, TwoHalvesOfOnePlateMergeAndPlatesApartOrAskewDoNot)
 {
-  const PlateSet plates({BoxAt(0, 0, 0, 120, 100, 10), BoxAt(120, 0, 0, 80, 100, 10), BoxAt(400, 0, 0, 80, 100, 10)});
+  const PlateSet plates({Solids::BoxAt(0, 0, 0, 120, 100, 10), Solids::BoxAt(120, 0, 0, 80, 100, 10), Solids::BoxAt(400, 0, 0, 80, 100, 10)});
   EXPECT_TRUE(PlateAnalysis::JudgeBoardMerge(plates, BoardOf(plates, 0), BoardOf(plates, 1)));
   EXPECT_FALSE(PlateAnalysis::JudgeBoardMerge(plates, BoardOf(plates, 0), BoardOf(plates, 2)));
 
   // A plate tilted 40° about X through the first plate's edge: the boxes overlap, the thicknesses do not agree.
   gp_Trsf tilt;
   tilt.SetRotation(gp_Ax1(gp_Pnt(0, 100, 0), gp::DX()), 40.0 * M_PI / 180.0);
-  const PlateSet askew({BoxAt(0, 0, 0, 120, 100, 10), Solids::Moved(BoxAt(0, 100, 0, 120, 100, 10), tilt)});
+  const PlateSet askew({Solids::BoxAt(0, 0, 0, 120, 100, 10), Solids::Moved(Solids::BoxAt(0, 100, 0, 120, 100, 10), tilt)});
   EXPECT_FALSE(askew.Box(0).IsOut(askew.Box(1)));
   EXPECT_FALSE(PlateAnalysis::JudgeBoardMerge(askew, BoardOf(askew, 0), BoardOf(askew, 1)));
 }
@@ -89,24 +76,19 @@ TEST(BoardBoxes, SimilarFacesHoldTheEdgeLimitsStrictlyAsWritten)
 {
   // A 100 × 200 × 40 block against a block 100 long whose touching face is `dz` high and `dy` long:
   // only the two faces at x = 100 face each other along X close enough.
-  struct Case
+  for (const auto& [dy, dz, similar] : {std::tuple{200, 60.0, true}, {200, 60.5, false}, {200, 59.5, true}, {279, 40.0, true},
+                                       {280, 40.0, false}, {281, 40.0, false}})
   {
-    double dy, dz;
-    bool similar;
-  };
-  for (const Case& c : {Case{200, 60, true}, Case{200, 60.5, false}, Case{200, 59.5, true}, Case{279, 40, true},
-                        Case{280, 40, false}, Case{281, 40, false}})
-  {
-    const std::vector<TopoDS_Shape> g1{BoxAt(0, 0, 0, 100, 200, 40)}, g2{BoxAt(100, 0, 0, 100, c.dy, c.dz)};
-    EXPECT_EQ(PlateAnalysis::BoardSimilarFace(g1, g2, gp::DX()), c.similar) << c.dy << " × " << c.dz;
-    EXPECT_FALSE(PlateAnalysis::BoardSimilarFace(g1, g2, gp::DY())) << c.dy << " × " << c.dz;
+    const std::vector<TopoDS_Shape> g1{Solids::BoxAt(0, 0, 0, 100, 200, 40)}, g2{Solids::BoxAt(100, 0, 0, 100, dy, dz)};
+    EXPECT_EQ(PlateAnalysis::BoardSimilarFace(g1, g2, gp::DX()), similar) << dy << " × " << dz;
+    EXPECT_FALSE(PlateAnalysis::BoardSimilarFace(g1, g2, gp::DY())) << dy << " × " << dz;
   }
 }
 
 TEST(BoardBoxes, WholeBeamBoardsAreTheWebAndFlangesNotTheStiffener)
 {
   std::vector<TopoDS_Shape> solids = PlateAssemblies::HBeam();
-  solids.push_back(BoxAt(500, 5, 10, 10, 70, 180));
+  solids.push_back(Solids::BoxAt(500, 5, 10, 10, 70, 180));
   const PlateSet plates(solids);
   std::vector<PlateAnalysis::Board> boards;
   for (const unsigned i : plates.Indices())
@@ -120,29 +102,22 @@ TEST(BoardBoxes, WholeBeamBoardsAreTheWebAndFlangesNotTheStiffener)
 
 TEST(BoardBoxes, PlanarFacesPerBoardAndTheClosestOppositePair)
 {
-  const PlateSet plates({BoxAt(0, 0, 0, 100, 100, 10), BoxAt(0, 0, 30, 100, 100, 10), Solids::Cylinder(10, 50)});
+  const PlateSet plates({Solids::BoxAt(0, 0, 0, 100, 100, 10), Solids::BoxAt(0, 0, 30, 100, 100, 10), Solids::Cylinder(10, 50)});
   const std::vector<PlateAnalysis::Board> boards{BoardOf(plates, 0), BoardOf(plates, 1), BoardOf(plates, 2)};
   const auto groups = PlateAnalysis::GetSubPlnFaceIndexList(plates, {0, 1, 2}, boards);
   ASSERT_EQ(groups.size(), 3u);
-  EXPECT_EQ(groups[0].size(), 6u);
-  EXPECT_EQ(groups[1].size(), 6u);
-  EXPECT_EQ(groups[2].size(), 2u); // the cylinder's two ends
+  EXPECT_EQ(std::tuple(groups[0].size(), groups[1].size(), groups[2].size()), std::tuple(6u, 6u, 2u)) << "the cylinder's two ends";
   for (const int index : groups[1])
     EXPECT_EQ(index >> 17, 1);
   EXPECT_TRUE(PlateAnalysis::GetSubPlnFaceIndexList(plates, {0}, {boards[1]}).front().empty());
 
   const auto [along, closest] = PlateAnalysis::GetMinDistanceOppositeFace(plates, gp::DZ(), {0, 1}, groups, TenDegrees, 100.0);
   ASSERT_EQ(along.size(), 3u);
-  EXPECT_EQ(along[0].size(), 2u);
-  EXPECT_EQ(along[1].size(), 2u);
-  EXPECT_TRUE(along[2].empty()); // solid 2 was not asked for
+  EXPECT_EQ(std::tuple(along[0].size(), along[1].size(), along[2].size()), std::tuple(2u, 2u, 0u)) << "solid 2 was not asked for";
   // The first plate's top (facing +Z) and bottom, 10 apart, come before the second plate's.
-  const TopoDS_Face top = plates.Face(static_cast<int>(closest.first));
-  const TopoDS_Face bottom = plates.Face(static_cast<int>(closest.second));
-  ASSERT_FALSE(top.IsNull());
-  ASSERT_FALSE(bottom.IsNull());
-  EXPECT_NEAR(ShapeHandle::GetFaceCenter(top).Z(), 10.0, 1e-6);
-  EXPECT_NEAR(ShapeHandle::GetFaceCenter(bottom).Z(), 0.0, 1e-6);
+  const TopoDS_Face top = plates.Face(static_cast<int>(closest.first)), bottom = plates.Face(static_cast<int>(closest.second));
+  ASSERT_FALSE(top.IsNull() || bottom.IsNull());
+  EXPECT_LT(std::abs(ShapeHandle::GetFaceCenter(top).Z() - 10.0) + std::abs(ShapeHandle::GetFaceCenter(bottom).Z()), 1e-6);
   const auto [none, nothing] = PlateAnalysis::GetMinDistanceOppositeFace(plates, gp::DZ(), {0, 1}, groups, TenDegrees, 5.0);
   EXPECT_EQ(nothing, (std::pair<unsigned, unsigned>(0, 0)));
 }

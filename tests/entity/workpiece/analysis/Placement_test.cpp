@@ -67,11 +67,17 @@ TEST(Placement, OrdinaryPartsRestOnTheTargetPlaneLongSideAlongTheDirection)
       const auto [ok, trsf] = WorkpieceAnalysis::OrgWorkpieceLocaitonTo(part.get(), target, point, dir);
       ASSERT_TRUE(ok) << c.name;
       const TopoDS_Shape placed = Placed(part->GetEntireShape(), trsf);
-      EXPECT_TRUE(BRepCheck_Analyzer(placed).IsValid()) << c.name;
+      EXPECT_TRUE(BRepCheck_Analyzer(placed).IsValid() && PlateAnalysis::IsParallel(LongestSide(placed), dir, TenDegrees)) << c.name;
       EXPECT_NEAR(Solids::Bounds(placed)[2], point.Z(), Tol) << c.name;
       EXPECT_NEAR(SupportArea(placed, point.Z()), c.supportArea, Tol) << c.name;
-      EXPECT_TRUE(PlateAnalysis::IsParallel(LongestSide(placed), dir, TenDegrees)) << c.name;
     }
+  // By a transform the target is taken in the part's present frame: raised 500, it stays there.
+  const std::unique_ptr<Workpiece> part = PlateAssemblies::WorkpieceOf(Solids::TSolid(100, 300, 10, 80));
+  part->UpdatePlacementTrsf(ViewTrees::Placement(0, 0, 500, 0));
+  const auto [ok, change] = WorkpieceAnalysis::OrgWorkpieceLocaitonByTrsf(part.get(), gp_Trsf(), gp::Origin(), gp::DX());
+  ASSERT_TRUE(ok);
+  const std::array<double, 6> b = Solids::Bounds(part->GetEntireShape(), change * part->GetTransformation());
+  EXPECT_TRUE(std::abs(b[2] - 500.0) < Tol && std::abs(b[3] - b[0] - 300.0) < Tol) << b[2] << " " << b[3] - b[0];
 }
 
 TEST(Placement, PartsWithoutAFaceToStandOnAreRefused)
@@ -88,19 +94,6 @@ TEST(Placement, PartsWithoutAFaceToStandOnAreRefused)
   const auto [discOk, discTrsf] = WorkpieceAnalysis::OrgWorkpieceLocaitonTo(disc.get(), gp_Trsf(), gp::Origin(), gp::DX());
   ASSERT_TRUE(discOk);
   EXPECT_NEAR(SupportArea(Placed(disc->GetEntireShape(), discTrsf), 0.0), M_PI * 40.0 * 40.0, 0.5);
-}
-
-TEST(Placement, ByTrsfTakesTheTargetInThePartsPresentFrame)
-{
-  const std::unique_ptr<Workpiece> part = PlateAssemblies::WorkpieceOf(Solids::TSolid(100, 300, 10, 80));
-  gp_Trsf raised;
-  raised.SetTranslation(gp_Vec(0, 0, 500));
-  part->UpdatePlacementTrsf(raised);
-  const auto [ok, change] = WorkpieceAnalysis::OrgWorkpieceLocaitonByTrsf(part.get(), gp_Trsf(), gp::Origin(), gp::DX());
-  ASSERT_TRUE(ok);
-  const std::array<double, 6> b = Solids::Bounds(part->GetEntireShape(), change * part->GetTransformation());
-  EXPECT_NEAR(b[2], 500.0, Tol);
-  EXPECT_NEAR(b[3] - b[0], 300.0, Tol);
 }
 
 TEST(Placement, BeamsColumnsAndTowerCornersLieAsTheirKindWants)
@@ -129,9 +122,7 @@ TEST(Placement, BeamsColumnsAndTowerCornersLieAsTheirKindWants)
   const auto lying = PlacementFrames::BoxColumn(column, gp_Trsf(), gp::Origin(), gp::DY());
   ASSERT_TRUE(lying);
   const std::array<double, 6> c = Solids::Bounds(column, *lying);
-  EXPECT_NEAR(c[2], 0.0, Tol);
-  EXPECT_NEAR(c[5], 60.0, Tol);
-  EXPECT_NEAR(c[4] - c[1], 500.0, Tol);
+  EXPECT_LT(std::abs(c[2]) + std::abs(c[5] - 60.0) + std::abs(c[4] - c[1] - 500.0), Tol);
 
   // The tower corner given upside down still stands on its bottom plate, its flange along the target's X.
   gp_Trsf upsideDown;
@@ -144,8 +135,7 @@ TEST(Placement, BeamsColumnsAndTowerCornersLieAsTheirKindWants)
   ASSERT_TRUE(record);
   const auto standing = PlacementFrames::TowerCorner(plates, PlateAssemblies::Compound(corner), *record, ViewTrees::Placement(0, 0, 100, 90));
   ASSERT_TRUE(standing);
-  EXPECT_NEAR(Solids::Bounds(PlateAssemblies::Compound(corner), *standing)[2], 100.0, Tol);
-  EXPECT_NEAR(Solids::Bounds(PlateAssemblies::Compound(corner), *standing)[5], 320.0, Tol);
-  EXPECT_NEAR(Solids::Bounds(corner[0], *standing)[5], 120.0, Tol);
+  const std::array<double, 6> d = Solids::Bounds(PlateAssemblies::Compound(corner), *standing);
+  EXPECT_LT(std::abs(d[2] - 100.0) + std::abs(d[5] - 320.0) + std::abs(Solids::Bounds(corner[0], *standing)[5] - 120.0), Tol);
   EXPECT_TRUE(PlateAnalysis::IsParallel(LongestSide(Placed(corner[1], *standing)), gp::DY(), 1e-6));
 }

@@ -80,8 +80,8 @@ TEST(EntityPackage, SampleRobotRoundTripsThroughJsonPackagesAndCopies)
   ASSERT_TRUE(GenericEntityConfig::ExportEntityPkg(&robot, package));
   EXPECT_EQ(robot.GetCurrentValue(0), Pose);
   const Json::Value layout = DataHandle::LoadJson(dir + "out/robot/context.layout");
-  EXPECT_TRUE(layout["Head"] == "" && layout["version"] == 0 && layout["time"].isString());
-  EXPECT_EQ(layout["GenericEntity"]["LinkRod"][1]["joint_value"].asDouble(), 0.0);
+  EXPECT_TRUE(layout["Head"] == "" && layout["version"] == 0 && layout["time"].isString() &&
+              layout["GenericEntity"]["LinkRod"][1]["joint_value"].asDouble() == 0.0) << layout.toStyledString();
   const auto written = fs::last_write_time(package);
   const auto files = Files(dir + "out");
   ASSERT_TRUE(GenericEntityConfig::ExportEntityPkg(&robot, package));
@@ -89,27 +89,24 @@ TEST(EntityPackage, SampleRobotRoundTripsThroughJsonPackagesAndCopies)
 
   const std::unique_ptr<GenericEntityConfig> read = EntityPackage::Read(package, dir + "read");
   ASSERT_TRUE(read->ForwardTrsf(Pose, false, true));
-  EXPECT_EQ(read->DataToJson(""), robot.DataToJson(""));
-  EXPECT_TRUE(gpHandle::IsSameTrsf(read->GetFlangeWCS(0), robot.GetFlangeWCS(0), 1e-9));
+  EXPECT_TRUE(read->DataToJson("") == robot.DataToJson("") && gpHandle::IsSameTrsf(read->GetFlangeWCS(0), robot.GetFlangeWCS(0), 1e-9));
 
   // bsdtar and 7z unpack the package to the same files as the reader.
   fs::create_directories(dir + "tar");
   ASSERT_EQ(std::system(("bsdtar -xf " + package + " -C " + dir + "tar && 7z x -y -bd -o" + dir + "7z " + package +
                          " > /dev/null").c_str()), 0);
-  EXPECT_TRUE(Files(dir + "tar") == Files(dir + "read") && Files(dir + "7z") == Files(dir + "read"));
-  EXPECT_EQ(Files(dir + "tar").size(), 2u);
+  EXPECT_TRUE(Files(dir + "tar") == Files(dir + "read") && Files(dir + "7z") == Files(dir + "read") && Files(dir + "tar").size() == 2u);
 
   // A copy has parts, links and ids of its own: moving it leaves the robot where it is.
   GenericEntityConfig copy;
   copy.CopyFrom(&robot);
-  EXPECT_NE(copy.GetId(), robot.GetId());
   ASSERT_EQ(copy.GetLinkSize(), 6u);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(copy.GetFlangeWCS(0), robot.GetFlangeWCS(0), 1e-9));
+  EXPECT_TRUE(copy.GetId() != robot.GetId() && gpHandle::IsSameTrsf(copy.GetFlangeWCS(0), robot.GetFlangeWCS(0), 1e-9));
   const gp_Trsf part = robot.GetLink(5)->GetSubMdls()[0]->Transformation();
   ASSERT_TRUE(copy.ForwardTrsf(std::vector<double>(6, 0.0), false, true));
-  EXPECT_NE(copy.GetLink(5)->GetSubMdls()[0], robot.GetLink(5)->GetSubMdls()[0]);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(robot.GetLink(5)->GetSubMdls()[0]->Transformation(), part, 0.0));
-  EXPECT_FALSE(gpHandle::IsSameTrsf(copy.GetFlangeWCS(0), robot.GetFlangeWCS(0), 1e-3));
+  EXPECT_TRUE(copy.GetLink(5)->GetSubMdls()[0] != robot.GetLink(5)->GetSubMdls()[0] &&
+              gpHandle::IsSameTrsf(robot.GetLink(5)->GetSubMdls()[0]->Transformation(), part, 0.0) &&
+              !gpHandle::IsSameTrsf(copy.GetFlangeWCS(0), robot.GetFlangeWCS(0), 1e-3));
 }
 
 TEST(EntityPackage, AMechanismWithoutFlangesRootsOrCouplingsWritesNoneOfThem)
@@ -121,8 +118,7 @@ TEST(EntityPackage, AMechanismWithoutFlangesRootsOrCouplingsWritesNoneOfThem)
   const Json::Value written = part.ToJson("");
   for (const char* key : {"ChildEntity", "child_root", "CouplingAxes", "ShapeEntityPath"})
     EXPECT_FALSE(written.isMember(key)) << key;
-  EXPECT_TRUE(written["LinkRod"].isNull() && written.isMember("LinkRod") && written["type"] == 5);
-  EXPECT_TRUE(part.LinkToJson(nullptr).isNull());
+  EXPECT_TRUE(written["LinkRod"].isNull() && written.isMember("LinkRod") && written["type"] == 5 && part.LinkToJson(nullptr).isNull());
 }
 
 TEST(EntityPackage, HostilePackagesAreRefusedWithoutWritingOutsideTheTarget)
@@ -151,8 +147,7 @@ TEST(EntityPackage, HostilePackagesAreRefusedWithoutWritingOutsideTheTarget)
     fs::create_directories(dir);
     WritePackage(dir + "case.7z", c.entries);
     const std::string error = ErrorText([&] { EntityPackage::Read(dir + "case.7z", dir + "target", 8192); });
-    EXPECT_NE(error.find(c.message), std::string::npos) << c.what << ": " << error;
-    EXPECT_EQ(error.rfind("_package", 0), 0u) << c.what;
+    EXPECT_TRUE(error.find(c.message) != std::string::npos && error.rfind("_package", 0) == 0u) << c.what << ": " << error;
     // Nothing besides the package and the target folder, and nothing at all for a refused entry.
     for (const auto& entry : fs::directory_iterator(dir))
       EXPECT_TRUE(entry.path().filename() == "case.7z" || entry.path().filename() == "target") << entry.path();

@@ -61,7 +61,7 @@ struct ArmedRobot
 };
 } // namespace
 
-TEST(GenericEntityConfigCell, SampleRobotFollowsItsDocumentedGeometry)
+TEST(GenericEntityConfigCell, SampleRobotFollowsItsDocumentedGeometryAndGivesItsAssemblyPoints)
 {
   GenericEntityConfig robot;
   MechanismJson::LoadCell(robot, "robot.json");
@@ -86,6 +86,33 @@ TEST(GenericEntityConfigCell, SampleRobotFollowsItsDocumentedGeometry)
     EXPECT_SAME(robot.GetLink(5)->GetSubMdls()[0]->GetCollisionTrsf(),
                 RobotFlange(q) * Turn(Y, -90) * Move(-1050, 0, -1490), "link-6 part, trial " << trial);
   }
+
+  // Assembly points of an arm and a pedestal.
+  ASSERT_TRUE(robot.ForwardTrsf(std::vector<double>(6, 0.0), false, true));
+  Json::Value arm(Json::objectValue);
+  arm["Type"] = "arm";
+  EXPECT_SAME(robot.UpdateModelAssemPts(arm), gp_Trsf(), "lower-case arm");
+  arm["Type"] = "ARM";
+  EXPECT_SAME(robot.UpdateModelAssemPts(arm), Move(1050, 0, 1490), "arm end");
+  EXPECT_SAME(robot.GetInstalledTrsf(0), Move(1050, 0, 1490), "flange 0");
+
+  Json::Value pedestal = Assembly(2, 101);
+  pedestal["Six"] = DataHandle::TrsfToJsonSix(Move(10, 0, 0));
+  EXPECT_SAME(robot.UpdatePedestalAssm(pedestal), Move(10, 0, 0), "pedestal");
+  EXPECT_SAME(robot.GetPedestalAssm(pedestal), Move(10, 0, 0), "pedestal read back");
+  ASSERT_TRUE(robot.GetFlange().size() == 3u && robot.GetFlange()[2]->GetLinkRod() == robot.GetLinkRodNodeByHash(101));
+  // Indices that are no flange index are refused before any flange is made.
+  for (const Json::Value& index : {Json::Value("3"), Json::Value(-1), Json::Value(1 << 20)})
+  {
+    pedestal["install_index"] = index;
+    EXPECT_THROW(robot.UpdatePedestalAssm(pedestal), WorkpieceError) << index.toStyledString();
+  }
+  EXPECT_EQ(robot.GetFlange().size(), 3u);
+
+  // A second view of the robot shares its links and flanges and drives them.
+  GenericEntityConfig view(&robot);
+  EXPECT_TRUE(view.GetLink(3) == robot.GetLink(3) && view.GetLink(3)->GetRootEntity() == &view && view.GetFlange() == robot.GetFlange());
+  EXPECT_NEAR(view.GetLink(1)->GetLimit().upper, 135 * Deg, 1e-12);
 }
 
 TEST(GenericEntityConfigCell, MountedEntitiesFollowTheirFlanges)
@@ -115,13 +142,13 @@ TEST(GenericEntityConfigCell, MountedEntitiesFollowTheirFlanges)
 
   // Mounting on flange 3 of a one-flange mechanism creates flanges 1 to 3 (the part leaves flange 0).
   positioner.AssembleOtherModel(&part, Assembly(3, 0));
-  EXPECT_TRUE(positioner.GetFlange().size() == 4 && positioner.GetFlange()[0]->GetEntity() == nullptr);
-  EXPECT_TRUE(part.GetParentFlangeIndex() == 3 && part.GetLastInstallIndex() == 3);
+  EXPECT_TRUE(positioner.GetFlange().size() == 4 && positioner.GetFlange()[0]->GetEntity() == nullptr &&
+              part.GetParentFlangeIndex() == 3 && part.GetLastInstallIndex() == 3);
   EXPECT_TRUE(positioner.FlangToJson(5)["child_entity"].asString().empty() && positioner.GetFlange().size() == 6);
   // Freed, it returns to the origin and remembers where it sat.
   part.ClearAssembleInfoFromParent();
-  EXPECT_TRUE(part.GetParentEntity() == nullptr && part.GetParentFlangeIndex() == -1);
-  EXPECT_TRUE(part.GetLastInstallIndex() == 3 && positioner.GetFlange()[3]->GetEntity() == nullptr);
+  EXPECT_TRUE(part.GetParentEntity() == nullptr && part.GetParentFlangeIndex() == -1 && part.GetLastInstallIndex() == 3 &&
+              positioner.GetFlange()[3]->GetEntity() == nullptr);
   EXPECT_SAME(part.GetRootMdlTrsf(), gp_Trsf(), "freed part");
 }
 
@@ -154,36 +181,4 @@ TEST(GenericEntityConfigCell, ChangeLinkLoactionMovesModelsMountedEntitiesAndSub
   EXPECT_TRUE(robot.ChangeMdlLocation(Move(100, 0, 0), 0).first);
   EXPECT_SAME(cell.torch.GetRootMdlTrsf(), Move(100, 0, 0) * torchBefore, "torch after the robot moved");
   EXPECT_FALSE(robot.ChangeMdlLocation(Move(100, 0, 0), 0).first);
-}
-
-TEST(GenericEntityConfigCell, AssemblyPointsOfAnArmAndAPedestal)
-{
-  GenericEntityConfig robot;
-  MechanismJson::LoadCell(robot, "robot.json");
-  Json::Value arm(Json::objectValue);
-  arm["Type"] = "arm";
-  EXPECT_SAME(robot.UpdateModelAssemPts(arm), gp_Trsf(), "lower-case arm");
-  arm["Type"] = "ARM";
-  EXPECT_SAME(robot.UpdateModelAssemPts(arm), Move(1050, 0, 1490), "arm end");
-  EXPECT_SAME(robot.GetInstalledTrsf(0), Move(1050, 0, 1490), "flange 0");
-
-  Json::Value pedestal = Assembly(2, 101);
-  pedestal["Six"] = DataHandle::TrsfToJsonSix(Move(10, 0, 0));
-  EXPECT_SAME(robot.UpdatePedestalAssm(pedestal), Move(10, 0, 0), "pedestal");
-  EXPECT_SAME(robot.GetPedestalAssm(pedestal), Move(10, 0, 0), "pedestal read back");
-  ASSERT_EQ(robot.GetFlange().size(), 3u);
-  EXPECT_EQ(robot.GetFlange()[2]->GetLinkRod(), robot.GetLinkRodNodeByHash(101));
-  // Indices that are no flange index are refused before any flange is made.
-  for (const Json::Value& index : {Json::Value("3"), Json::Value(-1), Json::Value(1 << 20)})
-  {
-    pedestal["install_index"] = index;
-    EXPECT_THROW(robot.UpdatePedestalAssm(pedestal), WorkpieceError) << index.toStyledString();
-  }
-  EXPECT_EQ(robot.GetFlange().size(), 3u);
-
-  // A second view of the robot shares its links and flanges and drives them.
-  GenericEntityConfig view(&robot);
-  EXPECT_TRUE(view.GetLink(3) == robot.GetLink(3) && view.GetLink(3)->GetRootEntity() == &view);
-  EXPECT_EQ(view.GetFlange(), robot.GetFlange());
-  EXPECT_NEAR(view.GetLink(1)->GetLimit().upper, 135 * Deg, 1e-12);
 }

@@ -7,8 +7,6 @@
 #include <entity/ViewShapeUtil.h>
 
 #include <cadtools/WorkpieceError.h>
-#include <mesh/AIS_Mesh.h>
-#include <mesh/MeshData.h>
 
 #include <json/reader.h>
 
@@ -81,8 +79,8 @@ TEST(GenericEntityConfig, BuildsTheLinkTreeInTwoPasses)
     EXPECT_TRUE(e.GetLink(0) == first && e.GetLinkSize() == 3 && e.GetFlange().size() == 1);
     EXPECT_NEAR(e.GetLinkRodNodeByHash(2)->GetLimit().upper, M_PI / 2, 1e-12);
     // Taking the fixed part out of the registry drops it from the fixed parts.
-    EXPECT_EQ(e.RemoveSubMdlList({rig.parts[0]->GetHashIndex()}, true), (std::set<Handle(ShapeEntity)>{rig.parts[0]}));
-    EXPECT_TRUE(e.GetFixMdls().empty());
+    EXPECT_TRUE(e.RemoveSubMdlList({rig.parts[0]->GetHashIndex()}, true) == std::set<Handle(ShapeEntity)>{rig.parts[0]} &&
+                e.GetFixMdls().empty());
   }
   {
     // A child listed before its parent is hung under it only by the parent's "sub_links", and is
@@ -96,10 +94,9 @@ TEST(GenericEntityConfig, BuildsTheLinkTreeInTwoPasses)
     e.LoadFromJson(json);
     ASSERT_TRUE(e.GetLinkSize() == 3 && e.GetRootLinkNum() == 2);
     const LinkRod* fresh = e.GetLink(2);
-    EXPECT_TRUE(e.GetRootLink(0) == e.GetLinkRodNodeByHash(1) && e.GetRootLink(1) == fresh);
-    EXPECT_EQ(e.GetLinkRodNodeByHash(2)->GetParentLinkRod(), e.GetLinkRodNodeByHash(1));
+    EXPECT_TRUE(e.GetRootLink(0) == e.GetLinkRodNodeByHash(1) && e.GetRootLink(1) == fresh && e.GetFlange().empty() &&
+                e.GetLinkRodNodeByHash(2)->GetParentLinkRod() == e.GetLinkRodNodeByHash(1));
     EXPECT_TRUE(fresh->GetLinkHashIndex() != 0 && e.GetLinkRodNodeByHash(fresh->GetLinkHashIndex()) == fresh);
-    EXPECT_TRUE(e.GetFlange().empty());
   }
   {
     // Parts named by "motionAxes" ride on the link; a link with neither parts nor children is
@@ -146,9 +143,7 @@ TEST(GenericEntityConfig, CollisionPartsAndDrawingFlagsTravelWithTheDisplayTree)
   // Only collision parts are fixed nodes and get collision models (type 1 builds them).
   GenericEntityConfig& entity = copy.entity;
   entity.LoadFromJson(copy.Chain(1));
-  EXPECT_TRUE(entity.GetFixMdls().empty());
-  EXPECT_EQ(entity.GetSubCollisionParts().size(), 3u);
-  EXPECT_TRUE(copy.parts[0]->GetCollision().IsNull());
+  EXPECT_TRUE(entity.GetFixMdls().empty() && entity.GetSubCollisionParts().size() == 3u && copy.parts[0]->GetCollision().IsNull());
   for (size_t i = 1; i < 4; ++i)
     EXPECT_TRUE(!copy.parts[i]->GetCollision().IsNull() && copy.parts[i]->IsCollisionActive()) << i;
 
@@ -157,7 +152,7 @@ TEST(GenericEntityConfig, CollisionPartsAndDrawingFlagsTravelWithTheDisplayTree)
   GenericEntityConfig::ZeroEntityMdl(&entity, Message_ProgressRange());
   EXPECT_TRUE(entity.GetNeedUpdateBVH());
   for (size_t i = 0; i < entity.GetLinkSize(); ++i)
-    EXPECT_EQ(entity.GetLink(i)->CurrentJointValue(), 0.0);
+    EXPECT_EQ(entity.GetLink(i)->CurrentJointValue(), 0.0) << i;
 }
 
 // Each failure logs its message at critical level from its operation and throws the tag, the
@@ -256,8 +251,7 @@ TEST(GenericEntityConfig, ForwardLinkAndUpdateMdlTakesValuesWithinAMillionthOfTh
   }
   // The slide at 250 mm along X of the tilted frame carries its part with it.
   const gp_Trsf placed = rig.parts[3]->GetCollisionTrsf() * rig.parts[3]->GetInitTrsf().Inverted();
-  EXPECT_TRUE(placed.TranslationPart().IsEqual(slide->GetWcs().TranslationPart(), 1e-9));
-  EXPECT_EQ(e.GetCurrentValue(0)[2], 250.0);
+  EXPECT_TRUE(placed.TranslationPart().IsEqual(slide->GetWcs().TranslationPart(), 1e-9) && e.GetCurrentValue(0)[2] == 250.0);
   // Joint values that are not numbers are refused by every editing operation.
   EXPECT_THROW(e.ChangeLinkLoaction(tilt, NaN), WorkpieceError);
   EXPECT_THROW(e.ForwardLinkAndUpdateMdl(tilt, Inf), WorkpieceError);
@@ -272,15 +266,9 @@ TEST(GenericEntityConfig, ATreeTheTakeOverRefusesLeavesLinksAndFlanges)
   ASSERT_EQ(rig.entity.GetLinkSize(), 3u);
   const size_t flanges = rig.entity.GetFlange().size();
   // A mesh part with an all-zero placement: the whole mesh cannot be built from it.
-  auto triangle = std::make_shared<MeshData>();
-  triangle->Vertices = {gp_XYZ(0, 0, 0), gp_XYZ(1, 0, 0), gp_XYZ(1, 1, 0)};
-  triangle->Triangles = {{0, 1, 2}};
-  triangle->Transform.fill(0.0);
-  Handle(mesh::AIS_Mesh) degenerate = new mesh::AIS_Mesh();
-  degenerate->AddMesh(triangle);
   Handle(ShapeEntity) bad = ViewTrees::BoxTree(1);
   bad->GetAllSubViewShapes()[0]->SetModelType(ViewShape::MeshModel);
-  bad->GetAllSubViewShapes()[0]->AddChildWithCurrentTransformation(degenerate);
+  bad->GetAllSubViewShapes()[0]->AddChildWithCurrentTransformation(ViewTrees::Triangle(true));
   EXPECT_EQ(ErrorText([&] { rig.entity.SetEntityShape(bad); }), "Entity::SetEntityShape模型实体加载错误");
   EXPECT_TRUE(rig.entity.GetRootMdl() == rig.tree && rig.entity.GetSubMdls().size() == 4u);
   EXPECT_TRUE(rig.entity.GetLinkSize() == 3u && rig.entity.GetFlange().size() == flanges && rig.entity.GetRootLinkNum() == 1);

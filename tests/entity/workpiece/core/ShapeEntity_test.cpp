@@ -1,12 +1,8 @@
 #include <entity/ShapeEntity.h>
 
 #include <mesh/MeshProcessTools.h>
-#include <view/CADView.h>
 
 #include "support/Solids.h"
-#include "support/ViewTrees.h"
-
-#include <Prs3d_LineAspect.hxx>
 
 #include <gtest/gtest.h>
 
@@ -45,21 +41,4 @@ TEST(ShapeEntity, MeshAndCloudModels)
   EXPECT_TRUE(cloudPart->IsCollisionActive());
   cloudPart->CreateEntireCloudsBVHMdl({}, true);
   EXPECT_FALSE(cloudPart->IsCollisionActive());
-}
-
-TEST(ShapeEntity, FaceColourRestoreReachesTheSubTree)
-{
-  CADView view;
-  Handle(ShapeEntity) root = ViewTrees::BoxTree(2);
-  for (const Handle(ViewShape)& node : {Handle(ViewShape)(root), root->GetAllSubViewShapes()[0], root->GetAllSubViewShapes()[1]})
-    node->SetCADView(&view);
-  root->RestoreFaceColor();
-  for (const auto& part : root->GetAllSubViewShapes())
-  {
-    const Handle(Prs3d_LineAspect)& boundary = part->Attributes()->FaceBoundaryAspect();
-    ASSERT_FALSE(boundary.IsNull());
-    EXPECT_LT(boundary->Aspect()->Color().Distance(Quantity_Color(5 / 255.0, 5 / 255.0, 5 / 255.0, Quantity_TOC_RGB)), 1e-6);
-    EXPECT_NEAR(boundary->Aspect()->Width(), 1.2, 1e-6);
-    EXPECT_FALSE(part->IsDisplayed()) << "restoring colours shows nothing new";
-  }
 }

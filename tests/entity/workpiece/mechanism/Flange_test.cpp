@@ -23,8 +23,7 @@ TEST(Flange, JsonFormAndMovingTheMountedEntity)
   Flange read;
   read.LoadFromJson(seat.ToJson());
   EXPECT_TRUE(read.GetLinkRodIndex() == robot->GetLink(6)->GetLinkHashIndex() && read.GetLinkRod() == nullptr &&
-              read.GetChildEntityId() == tool->GetRootMdlID());
-  EXPECT_TRUE(gpHandle::IsSameTrsf(read.GetTrsf(), seat.GetTrsf(), 1e-9));
+              read.GetChildEntityId() == tool->GetRootMdlID() && gpHandle::IsSameTrsf(read.GetTrsf(), seat.GetTrsf(), 1e-9));
   EXPECT_EQ(read.ToJson()["child_entity"].asString(), "") << "written from the installed entity, not the stored id";
   Json::Value corrupt(Json::objectValue);
   corrupt["link_rod_index"] = -3, corrupt["child_entity"] = Json::Value(Json::arrayValue);
@@ -49,8 +48,7 @@ TEST(Flange, InstallingAndFreeing)
   Flange loose;
   loose.SetInstalledEntity(other.get(), positioner.get());
   EXPECT_EQ(other->GetParentFlangeIndex(), -1);
-  loose.SetInstalledEntity(nullptr, positioner.get());
-  loose.SetInstalledEntity(nullptr, positioner.get());
+  loose.SetInstalledEntity(nullptr, positioner.get()), loose.SetInstalledEntity(nullptr, positioner.get());
   positioner->GetFlangeByIndex(0)->SetInstalledEntity(nullptr, positioner.get());
   EXPECT_TRUE(other->GetParentEntity() == nullptr && part->GetParentEntity() == positioner.get());
   // A mounted entity that goes first leaves its flange free.
@@ -60,6 +58,6 @@ TEST(Flange, InstallingAndFreeing)
   // A mechanism that goes first frees what is mounted on it, leaving it where it was.
   ASSERT_TRUE(positioner->ForwardTrsf({0.0, 0.2, 0.2}, false, true));
   positioner.reset();
-  EXPECT_TRUE(part->GetParentEntity() == nullptr && part->GetParentFlangeIndex() == -1);
-  EXPECT_TRUE(gpHandle::IsSameTrsf(part->GetRootMdlTrsf(), Transforms::Translation(0, 500, 0), 1e-9));
+  EXPECT_TRUE(part->GetParentEntity() == nullptr && part->GetParentFlangeIndex() == -1 &&
+              gpHandle::IsSameTrsf(part->GetRootMdlTrsf(), Transforms::Translation(0, 500, 0), 1e-9));
 }

@@ -96,11 +96,7 @@ TEST(FaceUtils, CommonEdgeOfTwoPlanarFaces)
   // A separate web 30 long on a base plate: a seam only as long as the web, none when lifted off.
   const TopoDS_Shape base = Solids::Box(100, 60, 10);
   const TopoDS_Face top = SeamSolids::FaceNear(base, gp_Pnt(50, 30, 10));
-  const auto webSide = [](double lift) {
-    gp_Trsf place;
-    place.SetTranslation(gp_Vec(40, 20, 10 + lift));
-    return SeamSolids::FaceNear(Solids::Moved(Solids::Box(10, 30, 40), place), gp_Pnt(40, 35, 30 + lift));
-  };
+  const auto webSide = [](double lift) { return SeamSolids::FaceNear(Solids::BoxAt(40, 20, 10 + lift, 10, 30, 40), gp_Pnt(40, 35, 30 + lift)); };
   const auto [touching, edge] = FaceUtils::InterfEdgeOfPlaneFace(top, webSide(0), 0.01, 0.01);
   EXPECT_TRUE(touching && BRepCheck_Analyzer(edge).IsValid() && Joins(edge, gp_Pnt(40, 20, 10), gp_Pnt(40, 50, 10)));
   EXPECT_FALSE(FaceUtils::InterfEdgeOfPlaneFace(top, webSide(5), 0.01, 0.01).first);

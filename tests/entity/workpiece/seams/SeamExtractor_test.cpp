@@ -185,8 +185,7 @@ TEST(SeamExtractor, MinimumLengthProgressAndCancellation)
   const SeamExtractor l(Solids::LSolid(50, 10, 30));
   SeamExtractor::Options options;
   options.minLength = 30.0;
-  const SeamExtractor::Result longOnes = l.Extract(options);
-  EXPECT_TRUE(longOnes.tooShort == 4 && longOnes.segs.size() == 14);
+  EXPECT_TRUE(l.Extract(options).tooShort == 4 && l.Extract(options).segs.size() == 14);
   options.minLength = 30.0 + 0.01;
   EXPECT_EQ(l.Extract(options).segs.size(), 8u);
   // A unit cube between 0.9 and 1.9 has edges of 0.9999999999999999: as long as the limit 1.
@@ -194,8 +193,7 @@ TEST(SeamExtractor, MinimumLengthProgressAndCancellation)
   EXPECT_EQ(SeamExtractor(BRepPrimAPI_MakeBox(gp_Pnt(0.9, 0.9, 0.9), gp_Pnt(1.9, 1.9, 1.9)).Shape()).Extract(options).segs.size(), 12u);
   const SeamExtractor t(Solids::TSolid(100, 60, 10, 40));
   const Handle(BreakAt) never = new BreakAt(2), atOnce = new BreakAt(0), midway = new BreakAt(0.1);
-  EXPECT_FALSE(t.Extract(SeamExtractor::Options(), never->Start()).cancelled);
-  EXPECT_NEAR(never->GetPosition(), 1.0, 1e-12);
+  EXPECT_TRUE(!t.Extract(SeamExtractor::Options(), never->Start()).cancelled && std::abs(never->GetPosition() - 1.0) < 1e-12);
   const SeamExtractor::Result stopped = t.Extract(SeamExtractor::Options(), atOnce->Start());
   EXPECT_TRUE(stopped.cancelled && stopped.segs.empty());
   // Stopped part-way on one thread: what was classified comes back whole, in order, nothing more.
@@ -231,29 +229,22 @@ TEST(EdgeFaceSeg, LengthRigidMovesAndStrictEquality)
 {
   // A quarter of a circle of radius 20 is 10π long; setting a null edge changes nothing.
   EdgeFaceSeg arc;
-  arc.SetEdge(BRepBuilderAPI_MakeEdge(gp_Circ(gp::XOY(), 20.0), 0.0, M_PI / 2.0).Edge());
-  arc.SetEdge(TopoDS_Edge());
+  arc.SetEdge(BRepBuilderAPI_MakeEdge(gp_Circ(gp::XOY(), 20.0), 0.0, M_PI / 2.0).Edge()), arc.SetEdge(TopoDS_Edge());
   EXPECT_TRUE(!arc.Edge().IsNull() && std::abs(arc.GetSegLength() - 10.0 * M_PI) < 1e-9) << arc.GetSegLength();
   const EdgeWithFaces first = SeamSolids::TwoFaceEdges(Solids::Box(10, 20, 30)).front();
   EdgeFaceSeg seg, flipped, swapped;
-  seg.SetEdge(first.edge);
-  seg.SetFace1(first.face1);
-  seg.SetFace2(first.face2);
+  seg.SetEdge(first.edge), seg.SetFace1(first.face1), seg.SetFace2(first.face2);
   const EdgeFaceSeg copy = flipped = swapped = seg;
   gp_Trsf shift, turn, scale;
-  shift.SetTranslation(gp_Vec(100, 0, 0));
-  turn.SetRotation(gp::OZ(), M_PI / 2.0);
-  scale.SetScale(gp::Origin(), 2.0);
-  seg.Transform(turn);
-  seg.Transform(shift); // applied after the turn
+  shift.SetTranslation(gp_Vec(100, 0, 0)), turn.SetRotation(gp::OZ(), M_PI / 2.0), scale.SetScale(gp::Origin(), 2.0);
+  seg.Transform(turn), seg.Transform(shift); // the shift applied after the turn
   EXPECT_TRUE(seg.GetSegLength() == copy.GetSegLength() && seg != copy);
   const gp_Pnt before = BRep_Tool::Pnt(TopExp::FirstVertex(first.edge));
   EXPECT_LT(BRep_Tool::Pnt(TopExp::FirstVertex(seg.Edge())).Distance(before.Transformed(shift * turn)), 1e-9);
   EXPECT_THROW(seg.Transform(scale), Standard_DomainError);
   // The same shapes with a face reversed, or the faces swapped, are not the same segment.
   flipped.SetFace2(TopoDS::Face(copy.Face2().Reversed()));
-  swapped.SetFace1(copy.Face2());
-  swapped.SetFace2(copy.Face1());
+  swapped.SetFace1(copy.Face2()), swapped.SetFace2(copy.Face1());
   EXPECT_TRUE(copy == EdgeFaceSeg(copy) && flipped != copy && swapped != copy);
 }
 
@@ -281,8 +272,8 @@ TEST(IntEdgeFaceSeg, EqualityOrderingOlderShortFormsJsonRoundTripAndRefusals)
          {"[3,4]", "[3,4,0,0.0,0,true,true,1]"}, {"[2147483649,2,4294967295,0.5,2,false,false,-3]", ""}})
     EXPECT_EQ(Json::FastWriter().write(IntEdgeFaceSeg(parse(text)).ToJson()), (full.empty() ? text : full) + "\n") << text;
   // Values that are no index are refused with the JSON library's error, not wrapped around.
-  EXPECT_THROW(IntEdgeFaceSeg(parse("[-1,4,5,0.2,1]")), Json::LogicError);
-  EXPECT_THROW(IntEdgeFaceSeg(parse("[\"3\",4,5,0.2,1]")), Json::LogicError);
+  for (const char* bad : {"[-1,4,5,0.2,1]", "[\"3\",4,5,0.2,1]"})
+    EXPECT_THROW(IntEdgeFaceSeg(parse(bad)), Json::LogicError) << bad;
   IntEdgeFaceSeg untouched(1, 2, 3, 0.5, EdgeType::Convex);
   untouched.FromJson(parse("{\"edge\": 4}"));
   EXPECT_EQ(untouched.ToJson(), IntEdgeFaceSeg(1, 2, 3, 0.5, EdgeType::Convex).ToJson()) << "an object is no seam array";
@@ -331,8 +322,8 @@ TEST(GenerateWorkpieceHelper, FacesFilletArcsAndPlatesOfKnownSize)
   const TopoDS_Face square = GenerateWorkpieceHelper::MakeFaceByPnt(Points({{0, 0, 0}, {40, 0, 0}, {40, 20, 0}, {0, 20, 0}}));
   EXPECT_TRUE(GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 0, 0.0009), false).IsNull() &&
               !GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 0, 0.001), false).IsNull());
-  const TopoDS_Shape plate = GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 3, 8), false);
-  const TopoDS_Shape centred = GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 0, 10), true);
+  const TopoDS_Shape plate = GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 3, 8), false),
+                     centred = GenerateWorkpieceHelper::MakePrismByFace(square, gp_Vec(0, 0, 10), true);
   ASSERT_TRUE(BRepCheck_Analyzer(plate).IsValid() && BRepCheck_Analyzer(centred).IsValid());
   EXPECT_TRUE(std::abs(ShapeHandle::GetAreaOrVol(plate) - 800.0 * 8.0) + std::abs(ShapeHandle::GetAreaOrVol(centred) - 8000.0) < 1e-6);
   Bnd_Box box;

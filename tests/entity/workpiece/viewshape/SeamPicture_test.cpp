@@ -19,10 +19,9 @@ TEST(SeamPicture, EachKindIsDrawnInItsColourAtTheSeam)
   const TopoDS_Shape part = Solids::LSolid(60, 10, 80);
   const std::vector<EdgeFaceSeg> found = SeamExtractor(part).Extract({}).segs;
   const std::string dir = ViewTrees::TempDir("seam-picture");
-  const std::tuple<EdgeType, bool, Quantity_Color> kinds[] = {{EdgeType::Concave, true, SeamPicture::ConcaveColor()},
-                                                              {EdgeType::Unknown, true, SeamPicture::UnknownColor()},
-                                                              {EdgeType::Convex, false, SeamPicture::ConvexColor()}};
-  for (const auto& [type, shows, color] : kinds)
+  for (const auto& [type, shows, color] : {std::tuple{EdgeType::Concave, true, SeamPicture::ConcaveColor()},
+                                           {EdgeType::Unknown, true, SeamPicture::UnknownColor()},
+                                           {EdgeType::Convex, false, SeamPicture::ConvexColor()}})
   {
     std::vector<EdgeFaceSeg> seams;
     for (const EdgeFaceSeg& seg : found)
