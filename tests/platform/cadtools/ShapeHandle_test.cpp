@@ -223,12 +223,12 @@ TEST(ShapeHandle, BRepTextOfGeometryOnAMissingBasisOrOfNumbersNotFiniteIsRefused
     return ShapeHandle::ReadBRep(in);
   };
   // What the kernel reads as an infinity or not a number, in a vertex's coordinates.
-  for (const std::string& bad : {"nan 2 3", "1 inf 3", "1 2 -infinity", "1e999 2 3", "1 -6.12323399e773756-15 3",
+  for (const char* bad : {"nan 2 3", "1 inf 3", "1 2 -infinity", "1e999 2 3", "1 -6.12323399e773756-15 3",
                                  "0x1p2000 2 3", "1 2 NAN(1)"})
   {
     const TopoDS_Shape vertex = read(bad);
     EXPECT_TRUE(!vertex.IsNull() && ShapeCheck::MissingGeometry(vertex) == "it has coordinates that are not finite numbers") << bad;
   }
-  for (const std::string& good : {"1e2 2e-300 3E+2", "1.7976931348623157e308 -1.7976931348623157e308 0x1p10"})
+  for (const char* good : {"1e2 2e-300 3E+2", "1.7976931348623157e308 -1.7976931348623157e308 0x1p10"})
     EXPECT_EQ(ShapeCheck::MissingGeometry(read(good)), "") << good;
 }
