@@ -134,7 +134,10 @@ constexpr double MeshSecondsPerFace = 0.005;
 std::string Encode(const MeshData& mesh)
 {
   std::string bytes;
-  const auto append = [&bytes](const void* data, std::size_t size) { bytes.append(static_cast<const char*>(data), size); };
+  const auto append = [&bytes](const void* data, std::size_t size) {
+    if (size > 0)
+      bytes.append(static_cast<const char*>(data), size);
+  };
   const std::uint64_t nbVertices = mesh.Vertices.size(), nbTriangles = mesh.Triangles.size();
   append(&nbVertices, sizeof nbVertices);
   for (const gp_XYZ& v : mesh.Vertices)
@@ -153,6 +156,8 @@ std::shared_ptr<MeshData> Decode(const std::string& bytes)
   auto mesh = std::make_shared<MeshData>();
   std::size_t at = 0;
   const auto take = [&](void* data, std::size_t size) {
+    if (size == 0)
+      return true;
     if (bytes.size() - at < size)
       return false;
     std::memcpy(data, bytes.data() + at, size);
