@@ -68,7 +68,7 @@ TEST(PartReproducers, IgesEntitiesReadOnlyFromTheirOwnParameterLines)
   const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   const std::string entry = "     510      20       0";
   ASSERT_NE(text.find(entry), std::string::npos);
-  for (const std::string& pointer : {"       0", "     999"})
+  for (const std::string pointer : {"       0", "     999"})
   {
     std::string moved = text;
     moved.replace(moved.find(entry) + 8, 8, pointer);

@@ -251,7 +251,23 @@ void ServeRequests(ChildProcess::Handler handler)
 struct IdleChildren
 {
   std::mutex mutex;
+  pid_t owner = ::getpid();
   std::map<ChildProcess::Handler, std::vector<Child>> children;
+
+  // Returns the idle children of `handler`. A process forked by the host inherits the list of its
+  // parent, whose children it must not talk to (their replies would go to either): it starts its own.
+  std::vector<Child>& Of(ChildProcess::Handler handler)
+  {
+    if (owner != ::getpid())
+    {
+      for (const auto& [served, list] : children)
+        for (const Child& child : list)
+          ::close(child.socket);
+      children.clear();
+      owner = ::getpid();
+    }
+    return children[handler];
+  }
 };
 
 IdleChildren& Idle()
@@ -284,7 +300,7 @@ ChildProcess::Outcome ChildProcess::Serve(Handler handler, const std::string& re
     Child child;
     {
       const std::lock_guard<std::mutex> lock(idle.mutex);
-      std::vector<Child>& children = idle.children[handler];
+      std::vector<Child>& children = idle.Of(handler);
       if (attempt == 0 && !children.empty())
       {
         child = children.back();
@@ -305,7 +321,7 @@ ChildProcess::Outcome ChildProcess::Serve(Handler handler, const std::string& re
     if (reusable)
     {
       const std::lock_guard<std::mutex> lock(idle.mutex);
-      idle.children[handler].push_back(child);
+      idle.Of(handler).push_back(child);
     }
     return outcome;
   }

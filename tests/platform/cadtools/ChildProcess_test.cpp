@@ -14,6 +14,7 @@
 #include <signal.h>
 #include <unistd.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 
 using namespace std::chrono_literals;
 
@@ -137,5 +138,18 @@ TEST(ChildProcess, ServesFromOneChildUntilItThrowsFaultsOrRunsLate)
   const ChildProcess::Outcome late = serve("sleep", 200ms);
   EXPECT_EQ(late.end, ChildProcess::End::Failed);
   EXPECT_EQ(late.text, "it ran past its limit of 0.2 s");
-  EXPECT_NE(serve("pid").text, afterFault);
+  const std::string current = serve("pid").text;
+  EXPECT_NE(current, afterFault);
+
+  // A process the host forks serves from children of its own, and leaves its parent's be.
+  const pid_t forked = ::fork();
+  if (forked == 0)
+  {
+    const ChildProcess::Outcome own = serve("pid");
+    ::_exit(own.end == ChildProcess::End::Returned && own.text != current ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(forked, &status, 0), forked);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  EXPECT_EQ(serve("pid").text, current);
 }
