@@ -68,14 +68,15 @@ const Handle& Basis(const Handle& basis)
   return basis;
 }
 
-// Returns the section's name, refused when the kernel's buffer could not hold it.
+// Returns the section's name as the kernel compares it (a C string, which ends at a NUL byte the
+// word may hold), refused when the kernel's buffer could not hold the word.
 std::string SectionName(std::istream& in)
 {
   std::string name;
   in >> name;
   if (name.size() > LongestSectionName)
     throw std::ios::failure("a section name is too long");
-  return name;
+  return name.c_str();
 }
 
 // Checks the name of the section that comes next and leaves the stream where it was.
