@@ -81,15 +81,17 @@ TEST(FuzzReproducers, DisplayTreesOfBRepOnAMissingBasisAreRefused)
     EXPECT_TRUE(LoggedError(log, "显示模型节点读取错误：")) << name;
   }
   const Scratch scratch;
-  // An entity taking the tree over keeps the one it had.
+  // An entity taking the tree over keeps the one it had. The second tree holds a plane whose normal
+  // is infinite, onto which the kernel projected an edge without end.
+  for (const char* name : {"brep-revolution-without-basis.bin", "brep-plane-axis-infinite.bin"})
   {
     LogCapture log;
     Entity entity;
     const Handle(ShapeEntity) before = ViewTrees::BoxTree(2);
     entity.SetRootMdl(before);
-    entity.LoadFromJson(ObjectWithTree(CorpusFile("fuzz_entity", "brep-revolution-without-basis.bin"), scratch.path));
-    EXPECT_EQ(entity.GetRootMdl(), before);
-    EXPECT_TRUE(LoggedError(log, "模型实体加载错误"));
+    entity.LoadFromJson(ObjectWithTree(CorpusFile("fuzz_entity", name), scratch.path));
+    EXPECT_EQ(entity.GetRootMdl(), before) << name;
+    EXPECT_TRUE(LoggedError(log, "模型实体加载错误")) << name;
   }
   // A mechanism fails to load; so it does when a vertex lies at an infinite coordinate (its
   // collision model was built on it).

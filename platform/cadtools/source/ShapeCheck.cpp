@@ -6,6 +6,7 @@
 #include <Bnd_Box.hxx>
 #include <Geom2d_Curve.hxx>
 #include <Geom_Curve.hxx>
+#include <Geom_ElementarySurface.hxx>
 #include <Geom_Surface.hxx>
 #include <Poly_Triangulation.hxx>
 #include <Standard_Failure.hxx>
@@ -63,6 +64,16 @@ std::string MissingOrNotFinite(const TopoDS_Shape& shape)
     const Handle(Geom_Surface) surface = BRep_Tool::Surface(face, location);
     if (surface.IsNull())
       return "a face has no surface";
+    // A plane whose axes are no finite numbers sends the kernel's projection of an edge onto it
+    // (the pcurve asked for below) into an endless loop: its axes are checked first.
+    if (const auto placed = Handle(Geom_ElementarySurface)::DownCast(surface); !placed.IsNull())
+    {
+      const gp_Ax3& axes = placed->Position();
+      for (const gp_XYZ& p : {axes.Location().XYZ(), axes.Direction().XYZ(), axes.XDirection().XYZ(), axes.YDirection().XYZ()})
+        check(p);
+      if (!finite)
+        break;
+    }
     if (const Handle(Poly_Triangulation) mesh = BRep_Tool::Triangulation(face, location); !mesh.IsNull())
       for (Standard_Integer i = 1; i <= mesh->NbNodes() && finite; ++i)
         check(mesh->Node(i).XYZ());
