@@ -71,8 +71,10 @@ bool LoggedError(const LogCapture& log, const std::string& start)
 TEST(FuzzReproducers, DisplayTreesOfBRepOnAMissingBasisAreRefused)
 {
   // A display tree alone: its node fails, named. In the second, the name of the section holding the
-  // offset curve goes on in NUL bytes, which end it for the kernel's reader.
-  for (const char* name : {"brep-offset-curve-without-basis.json", "brep-section-name-with-nul.json"})
+  // offset curve goes on in NUL bytes, which end it for the kernel's reader; in the third, a line's
+  // direction is infinite, and the kernel's projection of it onto a plane never ended.
+  for (const char* name :
+       {"brep-offset-curve-without-basis.json", "brep-section-name-with-nul.json", "brep-line-direction-infinite.json"})
   {
     LogCapture log;
     const Json::Value tree = DataHandle::LoadJson(CorpusFile("fuzz_viewshape", name).string());

@@ -5,7 +5,9 @@
 #include <BRep_Tool.hxx>
 #include <Bnd_Box.hxx>
 #include <Geom2d_Curve.hxx>
+#include <Geom_Conic.hxx>
 #include <Geom_Curve.hxx>
+#include <Geom_Line.hxx>
 #include <Geom_ElementarySurface.hxx>
 #include <Geom_Surface.hxx>
 #include <Poly_Triangulation.hxx>
@@ -53,10 +55,33 @@ double Reach(const TopoDS_Shape& shape)
 std::string MissingOrNotFinite(const TopoDS_Shape& shape)
 {
   // The text readers take "nan" and "inf" for numbers, and an overflowing exponent for an infinity;
-  // meshes and bounding volumes built on them fault. What the vertices, the edges' ranges and
-  // middle points, the surfaces at those points and the meshes read hold is checked.
+  // meshes and bounding volumes built on them fault. What the vertices, the edges' ranges, middle
+  // points and lines' or conics' axes, the surfaces at those points and the meshes read hold is
+  // checked, the edges before the faces: the kernel's projection of an edge onto a plane (the pcurve
+  // asked for below) never ends on a curve or a plane placed on axes that are no finite numbers.
   bool finite = true;
   const auto check = [&finite](const gp_XYZ& p) { finite = finite && std::isfinite(p.X()) && std::isfinite(p.Y()) && std::isfinite(p.Z()); };
+  for (TopExp_Explorer it(shape, TopAbs_EDGE); it.More() && finite; it.Next())
+  {
+    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
+    if (!BRep_Tool::Degenerated(edge) && !BRep_Tool::IsGeometric(edge))
+      return "an edge has no curve";
+    double first = 0.0, last = 0.0;
+    TopLoc_Location location;
+    const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, location, first, last);
+    finite = std::isfinite(first) && std::isfinite(last);
+    if (finite && !curve.IsNull())
+      check(curve->Value(0.5 * (first + last)).XYZ());
+    if (const auto line = Handle(Geom_Line)::DownCast(curve); !line.IsNull())
+      for (const gp_XYZ& p : {line->Position().Location().XYZ(), line->Position().Direction().XYZ()})
+        check(p);
+    if (const auto conic = Handle(Geom_Conic)::DownCast(curve); !conic.IsNull())
+      for (const gp_XYZ& p : {conic->Position().Location().XYZ(), conic->Position().Direction().XYZ(),
+                              conic->Position().XDirection().XYZ()})
+        check(p);
+  }
+  for (TopExp_Explorer it(shape, TopAbs_VERTEX); it.More() && finite; it.Next())
+    check(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())).XYZ());
   for (TopExp_Explorer it(shape, TopAbs_FACE); it.More() && finite; it.Next())
   {
     const TopoDS_Face& face = TopoDS::Face(it.Current());
@@ -64,8 +89,6 @@ std::string MissingOrNotFinite(const TopoDS_Shape& shape)
     const Handle(Geom_Surface) surface = BRep_Tool::Surface(face, location);
     if (surface.IsNull())
       return "a face has no surface";
-    // A plane whose axes are no finite numbers sends the kernel's projection of an edge onto it
-    // (the pcurve asked for below) into an endless loop: its axes are checked first.
     if (const auto placed = Handle(Geom_ElementarySurface)::DownCast(surface); !placed.IsNull())
     {
       const gp_Ax3& axes = placed->Position();
@@ -89,20 +112,6 @@ std::string MissingOrNotFinite(const TopoDS_Shape& shape)
         check(surface->Value(uv.X(), uv.Y()).XYZ());
     }
   }
-  for (TopExp_Explorer it(shape, TopAbs_EDGE); it.More() && finite; it.Next())
-  {
-    const TopoDS_Edge& edge = TopoDS::Edge(it.Current());
-    if (!BRep_Tool::Degenerated(edge) && !BRep_Tool::IsGeometric(edge))
-      return "an edge has no curve";
-    double first = 0.0, last = 0.0;
-    TopLoc_Location location;
-    const Handle(Geom_Curve) curve = BRep_Tool::Curve(edge, location, first, last);
-    finite = std::isfinite(first) && std::isfinite(last);
-    if (finite && !curve.IsNull())
-      check(curve->Value(0.5 * (first + last)).XYZ());
-  }
-  for (TopExp_Explorer it(shape, TopAbs_VERTEX); it.More() && finite; it.Next())
-    check(BRep_Tool::Pnt(TopoDS::Vertex(it.Current())).XYZ());
   return finite ? std::string() : NotFinite;
 }
 } // namespace
