@@ -1,5 +1,8 @@
-// With this defined, OCC_CATCH_SIGNALS turns an access violation in the kernel into a Standard_Failure.
+// With this defined, OCC_CATCH_SIGNALS turns an access violation in the kernel into a Standard_Failure
+// (the kernel's exported targets define it already in some build types).
+#ifndef OCC_CONVERT_SIGNALS
 #define OCC_CONVERT_SIGNALS
+#endif
 
 #include <cadtools/ChildProcess.h>
 
@@ -197,27 +200,26 @@ std::string EndOf(const Child& child)
   return "it ended without a result (exit code " + std::to_string(WIFEXITED(status) ? WEXITSTATUS(status) : -1) + ")";
 }
 
-// Ends the child and returns `outcome`.
-ChildProcess::Outcome Discard(const Child& child, ChildProcess::Outcome outcome)
+// Ends the child: kills it, closes its socket and reaps it.
+void EndChild(const Child& child)
 {
   ::kill(child.pid, SIGKILL);
   ::close(child.socket);
   EndOf(child);
-  return outcome;
 }
 
-// Returns the outcome of the reply the child sends by `deadline`; `reusable` tells whether the child
-// still serves. The child is reaped unless it is.
-ChildProcess::Outcome Await(const Child& child, Clock::time_point deadline, std::chrono::milliseconds limit, bool& reusable)
+// Returns the outcome of the reply the child sends by `deadline`. A child that returned is left
+// serving; any other has ended or is ended here.
+ChildProcess::Outcome Await(const Child& child, Clock::time_point deadline, std::chrono::milliseconds limit)
 {
-  reusable = false;
   std::string reply;
   const Received received = ReceiveFrame(child.socket, reply, deadline);
   if (received == Received::Late)
   {
+    EndChild(child);
     std::ostringstream text;
     text << "it ran past its limit of " << limit.count() / 1000.0 << " s";
-    return Discard(child, {ChildProcess::End::Failed, text.str()});
+    return {ChildProcess::End::Failed, text.str()};
   }
   if (received == Received::Closed || reply.empty() || (reply[0] != ReturnedMark && reply[0] != ThrewMark))
   {
@@ -225,10 +227,9 @@ ChildProcess::Outcome Await(const Child& child, Clock::time_point deadline, std:
     return {ChildProcess::End::Failed, EndOf(child)};
   }
   const ChildProcess::End end = reply[0] == ReturnedMark ? ChildProcess::End::Returned : ChildProcess::End::Threw;
+  if (end == ChildProcess::End::Threw)
+    EndChild(child);
   reply.erase(0, 1);
-  reusable = end == ChildProcess::End::Returned;
-  if (!reusable)
-    Discard(child, {});
   return {end, std::move(reply)};
 }
 
@@ -283,10 +284,9 @@ ChildProcess::Outcome ChildProcess::Run(const std::function<std::string()>& work
   const Child child = Fork(limits.extraAddressSpace, [&work] { SendFrame(ChildSocket, Perform(work)); });
   if (child.pid < 0)
     return {End::Failed, std::string("no child process: ") + std::strerror(errno)};
-  bool reusable = false;
-  const Outcome outcome = Await(child, deadline, limits.time, reusable);
-  if (reusable)
-    Discard(child, {});
+  const Outcome outcome = Await(child, deadline, limits.time);
+  if (outcome.end == End::Returned)
+    EndChild(child);
   return outcome;
 }
 
@@ -313,12 +313,11 @@ ChildProcess::Outcome ChildProcess::Serve(Handler handler, const std::string& re
       return {End::Failed, std::string("no child process: ") + std::strerror(errno)};
     if (!SendFrame(child.socket, request))
     {
-      Discard(child, {});
+      EndChild(child);
       continue;
     }
-    bool reusable = false;
-    Outcome outcome = Await(child, deadline, limits.time, reusable);
-    if (reusable)
+    Outcome outcome = Await(child, deadline, limits.time);
+    if (outcome.end == End::Returned)
     {
       const std::lock_guard<std::mutex> lock(idle.mutex);
       idle.Of(handler).push_back(child);

@@ -94,8 +94,6 @@ std::string MissingOrNotFinite(const TopoDS_Shape& shape)
       const gp_Ax3& axes = placed->Position();
       for (const gp_XYZ& p : {axes.Location().XYZ(), axes.Direction().XYZ(), axes.XDirection().XYZ(), axes.YDirection().XYZ()})
         check(p);
-      if (!finite)
-        break;
     }
     if (const Handle(Poly_Triangulation) mesh = BRep_Tool::Triangulation(face, location); !mesh.IsNull())
       for (Standard_Integer i = 1; i <= mesh->NbNodes() && finite; ++i)

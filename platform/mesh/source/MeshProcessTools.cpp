@@ -182,6 +182,7 @@ std::shared_ptr<MeshData> Decode(const std::string& bytes)
     return std::make_shared<MeshData>();
   return mesh;
 }
+
 // Returns the reply to a mesh request (the deflection, then the shape in the kernel's binary form):
 // the mesh as Encode writes it. Runs in a child process.
 std::string MeshRequest(const std::string& request)

@@ -1,7 +1,9 @@
 // The exchange readers dereference whatever a damaged file points to. With this defined,
 // OCC_CATCH_SIGNALS turns the resulting access violation into a Standard_Failure at the reader
 // (the Debian build of OpenCASCADE is built the same way, so its own handlers jump here too).
+#ifndef OCC_CONVERT_SIGNALS
 #define OCC_CONVERT_SIGNALS
+#endif
 
 #include <entity/PartFile.h>
 
@@ -328,7 +330,7 @@ ChildProcess::Limits ReadLimits(std::uintmax_t size)
           std::max<std::size_t>(MinReadBudget, ReadBudgetPerByte * std::size_t(size))};
 }
 
-// Reads the file, in a child process unless it is BREP.
+// Reads the file in a child process, after the checks that need no reader.
 ReadResult ReadShape(const std::string& path)
 {
   std::error_code code;
